@@ -1,0 +1,113 @@
+// SPDX-License-Identifier: Apache-2.0
+#include "common/stl/file_lock.h"
+
+#include "common/stl/utils.h"
+
+#include <cerrno>
+#include <chrono>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <thread>
+
+namespace sx {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::milliseconds pollInterval(10);
+
+// Errors of a folder in which no lock file can be made.
+bool isFolderUnusable(int errnum)
+{
+    switch (errnum) {
+    case EROFS:
+    case ENOSPC:
+    case EDQUOT:
+    case EACCES:
+    case EPERM:
+    case ENOENT:
+    case ENOTDIR:
+        return true;
+    default:
+        return false;
+    }
+}
+
+} // namespace
+
+FileLock::FileLock(const std::string& path) : name_(path + ".lock")
+{
+    const Clock::time_point deadline = Clock::now() + std::chrono::seconds(patience);
+    for (Attempt last = attempt(); last != Attempt::Done; last = attempt()) {
+        if (Clock::now() >= deadline)
+            return;
+        if (last == Attempt::Wait)
+            std::this_thread::sleep_for(pollInterval);
+    }
+}
+
+FileLock::~FileLock()
+{
+    // Removed while it is still locked: removed afterwards, it could be the next holder's.
+    if (state_ == State::Held)
+        unlink(name_.c_str());
+}
+
+FileLock::Attempt FileLock::attempt()
+{
+    Descriptor made = create();
+    if (made.isOpen())
+        return lock(std::move(made));
+    error_ = errno;
+    if (isFolderUnusable(error_)) {
+        state_ = State::Unavailable;
+        return Attempt::Done;
+    }
+    if (error_ != EEXIST)
+        return Attempt::Done;
+
+    Descriptor found(open(name_.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW));
+    if (found.isOpen())
+        return lock(std::move(found));
+    if (errno == ENOENT) // let go meanwhile
+        return Attempt::Retry;
+    error_ = errno;
+    return error_ == EACCES || error_ == EPERM ? Attempt::Wait : Attempt::Done; // waits for another account's
+}
+
+FileLock::Attempt FileLock::lock(Descriptor file)
+{
+    if (flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
+        error_ = errno;
+        return error_ == EWOULDBLOCK || error_ == EINTR ? Attempt::Wait : Attempt::Done;
+    }
+    // Who locked a file that its holder removed meanwhile shares it with nobody: a later process makes a new one.
+    if (!isAtPath(file.get()))
+        return Attempt::Retry;
+    file_ = std::move(file);
+    state_ = State::Held;
+    error_ = 0;
+    return Attempt::Done;
+}
+
+bool FileLock::isAtPath(int fd) const
+{
+    struct stat locked = {};
+    struct stat named = {};
+    return fstat(fd, &locked) == 0 && lstat(name_.c_str(), &named) == 0 && locked.st_dev == named.st_dev &&
+           locked.st_ino == named.st_ino;
+}
+
+// The lock file gets the owner of its folder: one left behind by a killed root process locks no other account out.
+Descriptor FileLock::create()
+{
+    Descriptor made(open(name_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600));
+    struct stat folder = {};
+    if (made.isOpen() && stat(utils::folderOf(name_).c_str(), &folder) == 0)
+        static_cast<void>(!fchown(made.get(), folder.st_uid, folder.st_gid));
+    return made;
+}
+
+} // namespace sx
