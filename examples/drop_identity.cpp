@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// A daemon's start: does what needs its rights, gives up its identity for good, and goes on as somebody else.
+// A daemon's start: does what needs its rights, gives up its identity for good, and goes on as
+// somebody else.
 //
 //     drop_identity UID GID
 #include <common/stl/sx.h>
@@ -23,6 +24,7 @@ int main(int argc, char** argv)
     if (geteuid() == 0 && setgroups(1, &group) != 0)
         handleError("setgroups()", errno);
     GrexCaps().setProcessUids(uid, gid); // a failure ends the process
-    std::cout << "running as user " << getuid() << " of group " << getgid() << ", without capabilities\n";
+    std::cout << "running as user " << getuid() << " of group " << getgid()
+              << ", without capabilities\n";
     return 0;
 }

@@ -66,7 +66,8 @@ int main(int argc, char** argv)
     if (argc == 3)
         grex::Settings::get()->setConfigDir(argv[2]);
     if (!grex::Context::get().setContext(argv[1])) {
-        std::cerr << "no module '" << argv[1] << "' in " << grex::Settings::get()->modulesFile() << '\n';
+        std::cerr << "no module '" << argv[1] << "' in " << grex::Settings::get()->modulesFile()
+                  << '\n';
         return 2;
     }
 
@@ -82,6 +83,7 @@ int main(int argc, char** argv)
         return 1;
     }
     std::cout << "welcome, " << session.userName() << " of group " << session.groupName() << '\n';
-    std::cout << (session.checkAccess(2) ? "you may change " : "you may look at ") << argv[1] << '\n';
+    std::cout << (session.checkAccess(2) ? "you may change " : "you may look at ") << argv[1]
+              << '\n';
     return 0;
 }

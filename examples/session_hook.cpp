@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
-// What a web server runs before it hands out a page: validates the session text that the browser brought, on
-// standard input, and answers with the headers of a CGI response (RFC 3875).
+// What a web server runs before it hands out a page: validates the session text that the browser
+// brought, on standard input, and answers with the headers of a CGI response (RFC 3875).
 //
 //     session_hook MODULE [CONFIG-FOLDER] < session.xml
 #include "seed.h"
@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr std::size_t maxSession = 64 * 1024; // bytes; a browser's header holds less
+constexpr std::size_t maxSession = 64U << 10; // bytes; a browser's header holds less
 
 std::string readSession()
 {
@@ -44,7 +44,7 @@ int main(int argc, char** argv)
         return 1;
     }
     // The group, not the name: a name that the service reports may hold what a header may not.
-    std::cout << "Status: 200 OK\r\nX-Group: " << session.groupName() << "\r\nX-Level: " << session.moduleAccess()
-              << "\r\n\r\n";
+    std::cout << "Status: 200 OK\r\nX-Group: " << session.groupName()
+              << "\r\nX-Level: " << session.moduleAccess() << "\r\n\r\n";
     return 0;
 }

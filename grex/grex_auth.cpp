@@ -26,7 +26,8 @@ constexpr unsigned success = 0; // states of the service and of netAuthenticate(
 constexpr unsigned refused = 1;
 constexpr unsigned failure = 4;
 
-// A setting of the SHA-512 method without a hash behind it: what crypt makes of it is always longer.
+// A setting of the SHA-512 method without a hash behind it: what crypt makes of it is always
+// longer.
 constexpr char unmatchable[] = "$6$ooooooooooooooo.";
 
 const char* wrongLogin()
@@ -84,7 +85,8 @@ void GrexAuth::setServiceConnectTimeout(int seconds)
     connectTimeout_ = static_cast<unsigned>(std::max(seconds, 0));
 }
 
-bool GrexAuth::authenticate(const std::string& login, const std::string& password, unsigned& gid) const
+bool GrexAuth::authenticate(const std::string& login, const std::string& password,
+                            unsigned& gid) const
 {
     if (!authURL_.empty()) {
         if (netAuthenticate(login, password, gid) == success)
@@ -115,11 +117,13 @@ bool GrexAuth::locAuthenticate(bool useCache, const std::string& login, const st
     });
 }
 
-unsigned GrexAuth::netAuthenticate(const std::string& login, const std::string& password, unsigned& gid) const
+unsigned GrexAuth::netAuthenticate(const std::string& login, const std::string& password,
+                                   unsigned& gid) const
 {
     gid = 0;
     return sx::noThrow(failure, [&] {
-        if (holdsNul(login) || holdsNul(password)) { // a C string would send the half before the NUL
+        if (holdsNul(login) ||
+            holdsNul(password)) { // a C string would send the half before the NUL
             logNetFailure(wrongLogin());
             return failure;
         }
@@ -128,7 +132,8 @@ unsigned GrexAuth::netAuthenticate(const std::string& login, const std::string& 
         const GrexDB db;
         const unsigned status = service.openSession(login, password, session);
         if (status == success) {
-            db.changeUser(GrexDB::ChangeOp::AddOrUpdate, GrexDB::cachefile_, login, session.UserGroup, password);
+            db.changeUser(GrexDB::ChangeOp::AddOrUpdate, GrexDB::cachefile_, login,
+                          session.UserGroup, password);
             sx::fromString(session.UserGroup, gid, 10);
             return success;
         }
@@ -149,12 +154,13 @@ bool GrexAuth::validateSession(const std::string& sessionId, std::string& user, 
         http::HttpService service(authURL_, connectTimeout_);
         http::UserInfo info;
         if (service.readUserInfo(sessionId, info) != success) {
-            syslogLog(priority, translate(prefix, "net session failed: %s"), service.error().c_str());
+            syslogLog(priority, translate(prefix, "net session failed: %s"),
+                      service.error().c_str());
             return false;
         }
         const GrexDB db;
-        db.changeUser(GrexDB::ChangeOp::AddOrUpdate, GrexDB::cachefile_, info.Login, sx::toString(info.Group),
-                      info.Tag);
+        db.changeUser(GrexDB::ChangeOp::AddOrUpdate, GrexDB::cachefile_, info.Login,
+                      sx::toString(info.Group), info.Tag);
         user = info.Login;
         gid = info.Group;
         return true;

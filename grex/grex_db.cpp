@@ -47,13 +47,15 @@ bool isRecordOf(const std::string& line, const std::string& key)
     return line.compare(0, key.size(), key) == 0 && isRecord(line);
 }
 
-// The first record of `login`, or the end. With a colon in it "ann:1" would be the key of ann's record.
+// The first record of `login`, or the end. With a colon in it "ann:1" would be the key of ann's
+// record.
 template <class AnyLines> auto findRecord(AnyLines& lines, const std::string& login)
 {
     if (login.find(colon) != std::string::npos)
         return lines.end();
     const std::string key = login + colon;
-    return std::find_if(lines.begin(), lines.end(), [&](const std::string& line) { return isRecordOf(line, key); });
+    return std::find_if(lines.begin(), lines.end(),
+                        [&](const std::string& line) { return isRecordOf(line, key); });
 }
 
 std::string signatureOf(const std::string& file)
@@ -63,7 +65,8 @@ std::string signatureOf(const std::string& file)
 
 void logLockFailure(const std::string& file, const sx::FileLock& lock)
 {
-    syslogErr(translate(prefix, "can't lock file: '%s': '%s'"), file.c_str(), std::strerror(lock.error()));
+    syslogErr(translate(prefix, "can't lock file: '%s': '%s'"), file.c_str(),
+              std::strerror(lock.error()));
 }
 
 // A path at which no file stands that a rewrite could lose: nothing at all, or a folder.
@@ -85,8 +88,8 @@ bool isStorable(const std::string& login)
 {
     if (login.empty())
         return true;
-    return login.find_first_of(std::string{colon, '\n', '\0'}) == std::string::npos && login.front() != comment &&
-           !isWhiteSpace(login.front()) && !isWhiteSpace(login.back());
+    return login.find_first_of(std::string{colon, '\n', '\0'}) == std::string::npos &&
+           login.front() != comment && !isWhiteSpace(login.front()) && !isWhiteSpace(login.back());
 }
 
 bool isGroup(const std::string& text)
@@ -97,7 +100,8 @@ bool isGroup(const std::string& text)
 
 bool isHash(const std::string& text)
 {
-    return sx::isPrintable(text) && text.find_first_of(std::string{colon, ' '}) == std::string::npos;
+    return sx::isPrintable(text) &&
+           text.find_first_of(std::string{colon, ' '}) == std::string::npos;
 }
 
 std::string join(const std::string& login, const std::string& group, const std::string& hash)
@@ -147,8 +151,9 @@ bool keepsHash(const Change& change, bool exists)
     return change.op == Op::Remove || (change.op == Op::AddOrUpdate && exists && givesNone);
 }
 
-// One change on its way into the file. The slow hash is made before the file is locked, on what a first look at
-// the file tells, and made up for under the lock in the rare case that the file has changed since.
+// One change on its way into the file. The slow hash is made before the file is locked, on what a
+// first look at the file tells, and made up for under the lock in the rare case that the file has
+// changed since.
 class PendingChange {
 public:
     explicit PendingChange(const Change& change) : change_(change), hash_(change.hash) {}
@@ -165,7 +170,7 @@ public:
     }
 
     // Edits the lines; false when there was nothing to edit.
-    bool apply(Lines& lines, Lines::iterator record) const
+    bool apply(Lines& lines, const Lines::iterator& record) const
     {
         const bool exists = record != lines.end();
         if (change_.op == Op::Remove) {
@@ -179,7 +184,8 @@ public:
         }
         const bool keepsGroup = change_.op == Op::ChangePassword;
         const std::string group = keepsGroup ? sx::section(*record, colon, 1) : change_.group;
-        const std::string hash = keepsHash(change_, exists) ? sx::section(*record, colon, 2) : hash_;
+        const std::string hash =
+            keepsHash(change_, exists) ? sx::section(*record, colon, 2) : hash_;
         *record = join(change_.login, group, hash);
         return true;
     }
@@ -241,7 +247,8 @@ bool refresh(const FileCache& file)
     return true;
 }
 
-// The same whatever the file's time; what the first look has logged of a missing file is not logged again.
+// The same whatever the file's time; what the first look has logged of a missing file is not logged
+// again.
 bool refreshUnderLock(const FileCache& file)
 {
     file.modifTime = 0;
@@ -252,22 +259,25 @@ bool refreshUnderLock(const FileCache& file)
     return file.update();
 }
 
-// Writes and signs what the file's lines have become. A write that failed counts as done: the callers' users must
-// be able to go on with what is held. A signature that failed does not, as the others would refuse the file.
+// Writes and signs what the file's lines have become. A write that failed counts as done: the
+// callers' users must be able to go on with what is held. A signature that failed does not, as the
+// others would refuse the file.
 bool publish(const GrexDB& db, const FileCache& file)
 {
     if (!db.saveFile(file.filename, join(file.lines)))
         return true;
     if (db.signFile(file.filename, signatureOf(file.filename)))
         return true;
-    syslogErr(translate(prefix, "can't sign file: '%s': '%s'"), file.filename.c_str(), utils::errString().c_str());
+    syslogErr(translate(prefix, "can't sign file: '%s': '%s'"), file.filename.c_str(),
+              utils::errString().c_str());
     return false;
 }
 
 enum class Outcome { Failed, Unchanged, Changed };
 
 // From a look at the file that nobody else is changing to its signature.
-Outcome changeLocked(const GrexDB& db, FileCache& file, const std::vector<Change>& changes, PendingChanges& pending)
+Outcome changeLocked(const GrexDB& db, FileCache& file, const std::vector<Change>& changes,
+                     PendingChanges& pending)
 {
     const sx::FileLock lock(file.filename);
     if (lock.state() == sx::FileLock::State::Failed) {
@@ -373,7 +383,8 @@ bool GrexDB::saveFile(const std::string& name, const std::string& content) const
     return sx::noThrow(false, [&] {
         if (utils::saveFile(name, content, nullptr, false) == 1)
             return true;
-        syslogErr(translate(prefix, "save file: '%s': %s"), name.c_str(), utils::errString().c_str());
+        syslogErr(translate(prefix, "save file: '%s': %s"), name.c_str(),
+                  utils::errString().c_str());
         return false;
     });
 }
@@ -392,11 +403,12 @@ int GrexDB::syncFiles() const
     return std::system(GREX_SYNC_TOOL);
 }
 
-bool GrexDB::changeUser(ChangeOp::Op op, FileCache& file, const std::string& login, const std::string& group,
-                        const std::string& password) const
+bool GrexDB::changeUser(ChangeOp::Op op, FileCache& file, const std::string& login,
+                        const std::string& group, const std::string& password) const
 {
     return sx::noThrow(false, [&] {
-        std::vector<Change> changes(1); // filled in place: a moved string leaves its password behind
+        // Filled in place: a string that is moved leaves its password behind.
+        std::vector<Change> changes(1);
         Change& change = changes.front();
         const sx::Wiper wiper(change.password);
         change.op = op;

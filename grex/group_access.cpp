@@ -51,7 +51,8 @@ unsigned int GroupAccess::gidByLogin(const std::string& login)
         if (line.empty())
             line = db.findCacheUserLine(login);
         unsigned group = 0;
-        return sx::fromString(sx::section(line, colon, 1), group, 10) && isFixedGroup(group) ? group : 0U;
+        return sx::fromString(sx::section(line, colon, 1), group, 10) && isFixedGroup(group) ? group
+                                                                                             : 0U;
     });
 }
 
@@ -65,7 +66,8 @@ unsigned int GroupAccess::gidByName(const std::string& name)
             return 0U;
         const auto group = table.find(name);
         unsigned number = 0;
-        // The name is converted, not the number beside it: callers know "su" and "SuperUser" and nothing else.
+        // The name is converted, not the number beside it: callers know "su" and "SuperUser" and
+        // nothing else.
         return group != table.end() && sx::fromString(group->first, number, 10) ? number : 0U;
     });
 }

@@ -12,8 +12,8 @@
 
 namespace grex {
 
-/// A group, and what the library knows of groups: 1 "User", 2 "Admin", 3 "SuperUser", 4 "Monitor"; 0 is no group.
-/// Nothing is thrown.
+/// A group, and what the library knows of groups: 1 "User", 2 "Admin", 3 "SuperUser", 4 "Monitor";
+/// 0 is no group. Nothing is thrown.
 class GREX_API GroupAccess {
 public:
     GroupAccess();
@@ -26,7 +26,8 @@ public:
 
     /// Takes the group `gid`, or no group when there is none of that number. Always true.
     bool reset(unsigned int gid);
-    /// Whether the group has all bits of `mask` on the module of the current context; false when `mask` is 0.
+    /// Whether the group has all bits of `mask` on the module of the current context; false when
+    /// `mask` is 0.
     bool checkAccess(unsigned int mask) const;
 
     /// The users and groups that the group may see; see GrexDB::getUserList() and getGroupList().
@@ -35,10 +36,11 @@ public:
 
     /// The group of a login, by the users file first, then by the cache; 0 when there is none.
     static unsigned int gidByLogin(const std::string& login);
-    /// 3 for "su" and "SuperUser". Any other name is answered by the number that the name itself is, where a
-    /// group of that name is listed: "User", "Admin" and "Monitor" give 0.
+    /// 3 for "su" and "SuperUser". Any other name is answered by the number that the name itself
+    /// is, where a group of that name is listed: "User", "Admin" and "Monitor" give 0.
     static unsigned int gidByName(const std::string& name);
-    /// Fills `table` with every group that a SuperUser sees: name to number with `byName`, number to name without.
+    /// Fills `table` with every group that a SuperUser sees: name to number with `byName`, number
+    /// to name without.
     static bool getGroupsTable(std::map<std::string, std::string>& table, bool byName);
 
     std::uint32_t gid = 0;

@@ -28,7 +28,9 @@ std::vector<char> joined(const std::deque<std::string>& lines)
 bool getGroupList(const char** list)
 {
     static std::vector<char> buffer; // what the last caller looks at
-    return list && sx::noThrow(false, [=] {
+    if (!list)
+        return false;
+    return sx::noThrow(false, [=] {
         grex::Context::get().setContext("http");
         std::deque<std::string> lines;
         if (!grex::__private__::GrexDB().getGroupList(grex::superUserGid, lines))

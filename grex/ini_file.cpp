@@ -22,8 +22,8 @@ std::time_t modifTime(const std::string& path)
     return errno == ENOENT ? 0 : -1;
 }
 
-// A cooperating writer, who locks the file for himself, does not change it while we read. Closing the file lets
-// go of the lock; a file that cannot be locked is read all the same.
+// A cooperating writer, who locks the file for himself, does not change it while we read. Closing
+// the file lets go of the lock; a file that cannot be locked is read all the same.
 bool readLines(const std::string& path, std::deque<std::string>& lines)
 {
     FileStream in(path, "r");
@@ -100,7 +100,8 @@ void IniFile::parseLine(std::string line, std::string& section, Sections& sectio
     if (equals == std::string::npos || equals == 0)
         return;
     // operator[] keeps the spelling of a key that is there already.
-    sections[section][sx::rstrip(line.substr(0, equals))] = unquoted(sx::strip(line.substr(equals + 1)));
+    sections[section][sx::rstrip(line.substr(0, equals))] =
+        unquoted(sx::strip(line.substr(equals + 1)));
 }
 
 std::string IniFile::value(const std::string& section, const std::string& key,

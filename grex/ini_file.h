@@ -8,9 +8,10 @@
 #include <map>
 #include <string>
 
-/// The values of one or two INI files, by section and key, both compared without case. Lines are "[section]",
-/// "key=value" (a value in double quotes loses them), or comments that begin with ";" or "#"; any other line says
-/// nothing. Of equal keys the last one counts. Keys before any section are those of the section "".
+/// The values of one or two INI files, by section and key, both compared without case. Lines are
+/// "[section]", "key=value" (a value in double quotes loses them), or comments that begin with ";"
+/// or "#"; any other line says nothing. Of equal keys the last one counts. Keys before any section
+/// are those of the section "".
 class GREX_API IniFile {
 public:
     /// Less as strcasecmp(3) has it.
@@ -18,15 +19,19 @@ public:
         bool operator()(const std::string& a, const std::string& b) const;
     };
 
-    /// Reads `primary`, then `secondary` on top of it. A file that cannot be read leaves its values absent.
+    /// Reads `primary`, then `secondary` on top of it. A file that cannot be read leaves its values
+    /// absent.
     explicit IniFile(const std::string& primary, const std::string& secondary = {});
     virtual ~IniFile();
 
-    /// Merges one file into what is held. False when it cannot be opened or read to its end: nothing of it counts.
+    /// Merges one file into what is held. False when it cannot be opened or read to its end:
+    /// nothing of it counts.
     bool load(const std::string& path);
 
-    /// The value, which may be empty, or `defaultValue` when there is no such key. Throws std::bad_alloc alone.
-    std::string value(const std::string& section, const std::string& key, const std::string& defaultValue) const;
+    /// The value, which may be empty, or `defaultValue` when there is no such key. Throws
+    /// std::bad_alloc alone.
+    std::string value(const std::string& section, const std::string& key,
+                      const std::string& defaultValue) const;
 
 private:
     using Section = std::map<std::string, std::string, CIStringLess>;

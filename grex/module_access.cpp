@@ -30,7 +30,8 @@ unsigned parseLevel(const std::string& text)
     return sx::fromString(text, level) && level <= maxLevel ? level : 0;
 }
 
-// The lines of the module-access file as it is now; none of a file that cannot be read, whatever was held.
+// The lines of the module-access file as it is now; none of a file that cannot be read, whatever
+// was held.
 const std::deque<std::string>& moduleLines()
 {
     static const std::deque<std::string> none;
@@ -49,7 +50,8 @@ void readLevels(unsigned gid, std::map<std::string, unsigned>& table)
         const auto entry = table.find(sx::strip(name.front()));
         if (entry == table.end() || !found.emplace(entry->first, true).second)
             continue;
-        entry->second = rest == std::string::npos ? 0 : access.parseModuleAccess(gid, line.substr(rest));
+        entry->second =
+            rest == std::string::npos ? 0 : access.parseModuleAccess(gid, line.substr(rest));
         if (found.size() == table.size())
             return;
     }
@@ -114,7 +116,8 @@ bool ModuleAccess::checkModuleAccess(unsigned gid, const std::string& module, un
 
 bool ModuleAccess::checkModuleAccess(unsigned gid, unsigned need) const
 {
-    return sx::noThrow(false, [&] { return checkModuleAccess(gid, Context::get().contextName(), need); });
+    return sx::noThrow(false,
+                       [&] { return checkModuleAccess(gid, Context::get().contextName(), need); });
 }
 
 bool ModuleAccess::checkModulesAccess(unsigned gid, std::map<std::string, unsigned>& table,
@@ -127,7 +130,9 @@ bool ModuleAccess::checkModulesAccess(unsigned gid, std::map<std::string, unsign
 
 bool ModuleAccess::exists(const std::string& module) const
 {
-    return !module.empty() && sx::noThrow(false, [&] {
+    if (module.empty())
+        return false;
+    return sx::noThrow(false, [&] {
         const std::deque<std::string>& lines = moduleLines();
         return std::any_of(lines.begin(), lines.end(), [&](const std::string& line) {
             return sx::strip(sx::section(line, semicolon, 0)) == module;

@@ -73,14 +73,15 @@ bool Session::setAccess(const std::string& user, unsigned gid)
         if (!group_.reset(gid))
             return isAccess_;
         if (ModuleAccess().moduleAccess(group_.gid, context) == 0) {
-            // The user is not stored yet: this line names the one of before, who is nobody after a reset.
-            syslogLog(priority, translate(prefix, "context '%s', user '%s': access denied"), context.c_str(),
-                      userName_.c_str());
+            // The user is not stored yet: this line names the one of before, who is nobody after a
+            // reset.
+            syslogLog(priority, translate(prefix, "context '%s', user '%s': access denied"),
+                      context.c_str(), userName_.c_str());
             return isAccess_;
         }
         userName_.swap(name);
-        syslogLog(priority, translate(prefix, "authentication success: context '%s', user '%s'"), context.c_str(),
-                  userName_.c_str());
+        syslogLog(priority, translate(prefix, "authentication success: context '%s', user '%s'"),
+                  context.c_str(), userName_.c_str());
         isAccess_ = true;
         return true;
     });
@@ -131,7 +132,9 @@ const std::string& Session::groupName() const
 
 bool Session::getUserInfo(std::string& user, std::string& group, unsigned& gid) const
 {
-    return isAccess_ && sx::noThrow(false, [&] {
+    if (!isAccess_)
+        return false;
+    return sx::noThrow(false, [&] {
         std::string userCopy = userName_;
         std::string groupCopy = group_.groupName;
         user.swap(userCopy);

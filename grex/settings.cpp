@@ -18,10 +18,11 @@ namespace {
 
 constexpr char confName[] = "borea.conf";
 constexpr int defaultConnectTimeout = 15; // seconds
-constexpr int defaultLanguage = 2;        // of a variable file that names none; before any reading it is 3
+constexpr int defaultLanguage = 2; // of a variable file that names none; before any reading it is 3
 constexpr unsigned maxLanguage = 3;
 
-// Of the process, not of the instance: a second instance reads the variable file only if it changed meanwhile.
+// Of the process, not of the instance: a second instance reads the variable file only if it changed
+// meanwhile.
 long long varConfigTime = 0;
 
 int number(const IniFile& conf, const char* section, const char* key, int defaultValue)
@@ -79,7 +80,8 @@ void Settings::update()
         authURL_ = url;
     connectTimeout_ = number(conf, "cu/params/101", "NMSConnectTimeout", defaultConnectTimeout);
     const int language = number(conf, "cu/params/1", "sysLanguage", defaultLanguage);
-    sysLanguage_ = std::min(static_cast<unsigned>(language), maxLanguage); // a negative one is a large one
+    sysLanguage_ =
+        std::min(static_cast<unsigned>(language), maxLanguage); // a negative one is a large one
     if (!isUnitTests)
         SysLog::get()->setDebugLevel(number(conf, "cu/params/3", "LogDebug", 0));
     varConfigTime = time;

@@ -51,8 +51,8 @@ std::string hex(const std::string& bytes)
     return text;
 }
 
-// crypt(3) tells a failure by null or by a text that begins with '*', which no hash does. It would take a text
-// only up to a NUL, and so the first half of a password for the whole.
+// crypt(3) tells a failure by null or by a text that begins with '*', which no hash does. It would
+// take a text only up to a NUL, and so the first half of a password for the whole.
 std::string cryptOrEmpty(const std::string& text, const std::string& setting)
 {
     if (text.find('\0') != std::string::npos)
@@ -61,15 +61,16 @@ std::string cryptOrEmpty(const std::string& text, const std::string& setting)
     return hash && hash[0] != '*' ? hash : std::string();
 }
 
-// Turns the MD5 crypt of an empty salt ("$1$$" and 22 characters) into a SHA-512 setting: "$6$" and 16 of the 22,
-// six being left out at a random place. Empty stays empty.
+// Turns the MD5 crypt of an empty salt ("$1$$" and 22 characters) into a SHA-512 setting: "$6$" and
+// 16 of the 22, six being left out at a random place. Empty stays empty.
 std::string toSetting(std::string md5Hash)
 {
     if (md5Hash.size() <= methodLength)
         return {};
     md5Hash[1] = '6';
     md5Hash.erase(methodLength, 1);
-    const std::string::size_type place = methodLength + static_cast<std::string::size_type>(random()) % 16;
+    const std::string::size_type place =
+        methodLength + static_cast<std::string::size_type>(random()) % 16;
     md5Hash.erase(place, std::min<std::string::size_type>(6, md5Hash.size() - place));
     return md5Hash;
 }
@@ -92,7 +93,10 @@ private:
 
 class Mapping {
 public:
-    Mapping(int fd, std::size_t size) : data_(mmap(nullptr, size, PROT_READ, MAP_SHARED, fd, 0)), size_(size) {}
+    Mapping(int fd, std::size_t size)
+        : data_(mmap(nullptr, size, PROT_READ, MAP_SHARED, fd, 0)), size_(size)
+    {
+    }
     ~Mapping()
     {
         if (isMapped())
@@ -125,7 +129,7 @@ void md5EncryptHex(const std::string& in, std::string& out)
 void md5Encrypt(const std::string& in, std::string& out)
 {
     const std::string md5sum = md5Digest(in.data(), in.size());
-    assert(md5sum.size()==DIG_SIZE);
+    assert(md5sum.size() == DIG_SIZE);
     out = md5sum;
 }
 

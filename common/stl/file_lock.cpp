@@ -74,7 +74,8 @@ FileLock::Attempt FileLock::attempt()
     if (errno == ENOENT) // let go meanwhile
         return Attempt::Retry;
     error_ = errno;
-    return error_ == EACCES || error_ == EPERM ? Attempt::Wait : Attempt::Done; // waits for another account's
+    return error_ == EACCES || error_ == EPERM ? Attempt::Wait
+                                               : Attempt::Done; // waits for another account's
 }
 
 FileLock::Attempt FileLock::lock(Descriptor file)
@@ -83,7 +84,8 @@ FileLock::Attempt FileLock::lock(Descriptor file)
         error_ = errno;
         return error_ == EWOULDBLOCK || error_ == EINTR ? Attempt::Wait : Attempt::Done;
     }
-    // Who locked a file that its holder removed meanwhile shares it with nobody: a later process makes a new one.
+    // Who locked a file that its holder removed meanwhile shares it with nobody: a later process
+    // makes a new one.
     if (!isAtPath(file.get()))
         return Attempt::Retry;
     file_ = std::move(file);
@@ -96,11 +98,12 @@ bool FileLock::isAtPath(int fd) const
 {
     struct stat locked = {};
     struct stat named = {};
-    return fstat(fd, &locked) == 0 && lstat(name_.c_str(), &named) == 0 && locked.st_dev == named.st_dev &&
-           locked.st_ino == named.st_ino;
+    return fstat(fd, &locked) == 0 && lstat(name_.c_str(), &named) == 0 &&
+           locked.st_dev == named.st_dev && locked.st_ino == named.st_ino;
 }
 
-// The lock file gets the owner of its folder: one left behind by a killed root process locks no other account out.
+// The lock file gets the owner of its folder: one left behind by a killed root process locks no
+// other account out.
 Descriptor FileLock::create()
 {
     Descriptor made(open(name_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600));

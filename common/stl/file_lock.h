@@ -8,14 +8,18 @@
 
 namespace sx {
 
-/// An exclusive lock between processes that change one file: flock(2) on a lock file beside it (its name and
-/// ".lock", mode 0600, so that no other account can hold it). The lock file is removed before the lock is let go.
+/// An exclusive lock between processes that change one file: flock(2) on a lock file beside it (its
+/// name and
+/// ".lock", mode 0600, so that no other account can hold it). The lock file is removed before the
+/// lock is let go.
 class FileLock {
 public:
     enum class State {
         Held,
-        Unavailable, ///< there is no lock file and none can be made here: nobody else can hold the lock either
-        Failed,      ///< somebody else held it for `patience`, or the system refused; the reason is error()
+        Unavailable, ///< there is no lock file and none can be made here: nobody else can hold the
+                     ///< lock either
+        Failed,      ///< somebody else held it for `patience`, or the system refused; the reason is
+                     ///< error()
     };
 
     static constexpr int patience = 15; ///< seconds

@@ -123,7 +123,8 @@ bool FileStream::write(const void* data, std::size_t size)
 {
     if (!usable())
         return false;
-    return std::fwrite(data, 1, size, file_.get()) == size || failed(translate(prefix, "file write error"));
+    return std::fwrite(data, 1, size, file_.get()) == size ||
+           failed(translate(prefix, "file write error"));
 }
 
 bool FileStream::printf(const char* format, ...)
@@ -182,7 +183,8 @@ bool FileStream::setsize(long long size)
 {
     if (!flush())
         return false;
-    return ftruncate(fd(), static_cast<off_t>(size)) == 0 || failed(translate(prefix, "file error: ftrancate()"));
+    return ftruncate(fd(), static_cast<off_t>(size)) == 0 ||
+           failed(translate(prefix, "file error: ftrancate()"));
 }
 
 bool FileStream::readAll(std::string& text, bool normalise)

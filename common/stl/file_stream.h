@@ -10,9 +10,10 @@
 #include <string>
 #include <vector>
 
-/// A stream of stdio that closes itself. Operations answer false (-1 where they give a number) when they fail and
-/// keep the reason in error(); on a closed stream they fail with "file closed". A NUL byte in a file is a byte
-/// like any other. Functions that fill a container throw std::bad_alloc when memory is out.
+/// A stream of stdio that closes itself. Operations answer false (-1 where they give a number) when
+/// they fail and keep the reason in error(); on a closed stream they fail with "file closed". A NUL
+/// byte in a file is a byte like any other. Functions that fill a container throw std::bad_alloc
+/// when memory is out.
 class GREX_API FileStream {
 public:
     /// A closed stream.
@@ -22,12 +23,15 @@ public:
     FileStream& operator=(const FileStream&) = delete;
     /// Opens `path`, see open().
     FileStream(const std::string& path, const char* mode);
-    /// Takes over `fd`, which is closed with the stream, and at once when no stream can be made of it.
+    /// Takes over `fd`, which is closed with the stream, and at once when no stream can be made of
+    /// it.
     FileStream(int fd, const char* mode);
 
-    /// Closes what was open and opens `path` in a mode of fopen(3), close-on-exec. Error: "file open error".
+    /// Closes what was open and opens `path` in a mode of fopen(3), close-on-exec. Error: "file
+    /// open error".
     bool open(const std::string& path, const char* mode);
-    /// False, error() "file error: fflush()", when buffered bytes could not be written. Closed in any case.
+    /// False, error() "file error: fflush()", when buffered bytes could not be written. Closed in
+    /// any case.
     bool close();
     bool isOpen() const;
     /// The descriptor, still the stream's; -1 when closed.
@@ -35,8 +39,9 @@ public:
     /// The text of the last failure, translated; empty when nothing failed.
     const std::string& error() const;
 
-    /// Reads one line of any length; with `strip` without its "\n" or "\r\n". False at the end of the file when
-    /// nothing was read, error() as it was; false after a read error, "file read error", `line` as it was.
+    /// Reads one line of any length; with `strip` without its "\n" or "\r\n". False at the end of
+    /// the file when nothing was read, error() as it was; false after a read error, "file read
+    /// error", `line` as it was.
     bool getline(std::string& line, bool strip);
     /// Error of both: "file write error".
     bool puts(const std::string& text);
@@ -58,8 +63,9 @@ public:
     /// Cuts or extends the file to `size` bytes. Error: "file error: ftrancate()".
     bool setsize(long long size);
 
-    /// Appends the rest of the file. With `normalise` empty lines are dropped and each kept line, its line end
-    /// removed, gets one "\n"; otherwise the text is appended as it is. Error: "file read error".
+    /// Appends the rest of the file. With `normalise` empty lines are dropped and each kept line,
+    /// its line end removed, gets one "\n"; otherwise the text is appended as it is. Error: "file
+    /// read error".
     bool readAll(std::string& text, bool normalise);
     /// Appends the rest of the file as bytes. Error: "file error: fread()".
     bool readAll(std::vector<unsigned char>& bytes);

@@ -14,7 +14,8 @@ std::uint32_t rotateLeft(std::uint32_t x, int bits)
     return (x << bits) | (x >> (32 - bits));
 }
 
-// Words are little-endian in the message whatever the machine is; compilers make one load of it where it is too.
+// Words are little-endian in the message whatever the machine is; compilers make one load of it
+// where it is too.
 std::uint32_t loadWord(const unsigned char* bytes)
 {
     return static_cast<std::uint32_t>(bytes[0]) | static_cast<std::uint32_t>(bytes[1]) << 8 |
@@ -28,19 +29,32 @@ void storeWords(const std::uint32_t* words, std::size_t count, unsigned char* by
             bytes[4 * i + byte] = static_cast<unsigned char>(words[i] >> (8 * byte));
 }
 
-// The four auxiliary functions. F and G are written so that the word that comes last from the step before enters
-// last, which is where the time of MD5 goes; the sum in G is the "or" of two terms that share no bit.
+// The four auxiliary functions. F and G are written so that the word that comes last from the step
+// before enters last, which is where the time of MD5 goes; the sum in G is the "or" of two terms
+// that share no bit.
 struct F {
-    static std::uint32_t mix(std::uint32_t x, std::uint32_t y, std::uint32_t z) { return z ^ (x & (y ^ z)); }
+    static std::uint32_t mix(std::uint32_t x, std::uint32_t y, std::uint32_t z)
+    {
+        return z ^ (x & (y ^ z));
+    }
 };
 struct G {
-    static std::uint32_t mix(std::uint32_t x, std::uint32_t y, std::uint32_t z) { return (y & ~z) + (x & z); }
+    static std::uint32_t mix(std::uint32_t x, std::uint32_t y, std::uint32_t z)
+    {
+        return (y & ~z) + (x & z);
+    }
 };
 struct H {
-    static std::uint32_t mix(std::uint32_t x, std::uint32_t y, std::uint32_t z) { return x ^ (y ^ z); }
+    static std::uint32_t mix(std::uint32_t x, std::uint32_t y, std::uint32_t z)
+    {
+        return x ^ (y ^ z);
+    }
 };
 struct I {
-    static std::uint32_t mix(std::uint32_t x, std::uint32_t y, std::uint32_t z) { return y ^ (x | ~z); }
+    static std::uint32_t mix(std::uint32_t x, std::uint32_t y, std::uint32_t z)
+    {
+        return y ^ (x | ~z);
+    }
 };
 
 template <class Function, int Bits>
@@ -50,16 +64,20 @@ void step(std::uint32_t& a, std::uint32_t b, std::uint32_t c, std::uint32_t d, s
     a = b + rotateLeft(a + word + sine + Function::mix(b, c, d), Bits);
 }
 
-// Sixteen steps: step i takes word (First + i * Stride) % 16, its amount of rotation goes round the four given.
+// Sixteen steps: step i takes word (First + i * Stride) % 16, its amount of rotation goes round the
+// four given.
 template <class Function, unsigned First, unsigned Stride, int R0, int R1, int R2, int R3>
 void round(std::uint32_t* s, const std::uint32_t* words, const std::uint32_t* sines)
 {
 #pragma GCC unroll 4
     for (unsigned i = 0; i < 16; i += 4) {
         step<Function, R0>(s[0], s[1], s[2], s[3], words[(First + i * Stride) % 16], sines[i]);
-        step<Function, R1>(s[3], s[0], s[1], s[2], words[(First + (i + 1) * Stride) % 16], sines[i + 1]);
-        step<Function, R2>(s[2], s[3], s[0], s[1], words[(First + (i + 2) * Stride) % 16], sines[i + 2]);
-        step<Function, R3>(s[1], s[2], s[3], s[0], words[(First + (i + 3) * Stride) % 16], sines[i + 3]);
+        step<Function, R1>(s[3], s[0], s[1], s[2], words[(First + (i + 1) * Stride) % 16],
+                           sines[i + 1]);
+        step<Function, R2>(s[2], s[3], s[0], s[1], words[(First + (i + 2) * Stride) % 16],
+                           sines[i + 2]);
+        step<Function, R3>(s[1], s[2], s[3], s[0], words[(First + (i + 3) * Stride) % 16],
+                           sines[i + 3]);
     }
 }
 
@@ -120,7 +138,8 @@ void md5_append(md5_state_t* state, const unsigned char* data, int size)
 void md5_finish(md5_state_t* state, unsigned char digest[16])
 {
     const std::uint64_t bits = state->length * 8;
-    const std::uint32_t bitWords[2] = {static_cast<std::uint32_t>(bits), static_cast<std::uint32_t>(bits >> 32)};
+    const std::uint32_t bitWords[2] = {static_cast<std::uint32_t>(bits),
+                                       static_cast<std::uint32_t>(bits >> 32)};
     unsigned char ending[blockSize + 8] = {0x80};
     const std::size_t used = state->length % blockSize;
     const std::size_t padding = (used < 56 ? 56 : 120) - used; // up to the last 8 bytes of a block

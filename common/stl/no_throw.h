@@ -6,8 +6,9 @@
 
 namespace sx {
 
-/// Runs `action` and answers `onFailure` if it throws: the callers of the library get no exception. What can
-/// be thrown here is std::bad_alloc; `onFailure` is therefore always the answer that admits nobody.
+/// Runs `action` and answers `onFailure` if it throws: the callers of the library get no exception.
+/// What can be thrown here is std::bad_alloc; `onFailure` is therefore always the answer that
+/// admits nobody.
 template <class Result, class Action> Result noThrow(Result onFailure, Action&& action) noexcept
 {
     try {

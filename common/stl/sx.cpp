@@ -29,7 +29,8 @@ char toUpper(char c)
     return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
 }
 
-// What a text with the position `rest` as its next character answers: a position behind the end is "used up".
+// What a text with the position `rest` as its next character answers: a position behind the end is
+// "used up".
 std::string::size_type restOf(const std::string& text, std::string::size_type rest)
 {
     return rest < text.size() ? rest : npos;
@@ -82,8 +83,8 @@ std::string rstrip(const std::string& text, const std::string& set)
     return rstrip(copy, set);
 }
 
-std::string::size_type split(const std::string& text, std::vector<std::string>& fields, char delimiter,
-                             unsigned max)
+std::string::size_type split(const std::string& text, std::vector<std::string>& fields,
+                             char delimiter, unsigned max)
 {
     if (text.empty())
         return npos;

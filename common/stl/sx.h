@@ -9,14 +9,16 @@
 #include <type_traits>
 #include <vector>
 
-/// Helpers for byte strings. A NUL is a byte like any other. Nothing here depends on the locale. Functions that
-/// return or fill a string throw std::bad_alloc when memory is out, and nothing else.
+/// Helpers for byte strings. A NUL is a byte like any other. Nothing here depends on the locale.
+/// Functions that return or fill a string throw std::bad_alloc when memory is out, and nothing
+/// else.
 namespace sx {
 
 /// Blank, tab, line feed, carriage return, vertical tab and backspace.
 GREX_API extern const std::string defaultDelimeter;
 
-/// Remove the characters of `set` from both ends, the start or the end. The in-place forms return `text`.
+/// Remove the characters of `set` from both ends, the start or the end. The in-place forms return
+/// `text`.
 GREX_API std::string& strip(std::string& text, const std::string& set = defaultDelimeter);
 GREX_API std::string& lstrip(std::string& text, const std::string& set = defaultDelimeter);
 GREX_API std::string& rstrip(std::string& text, const std::string& set = defaultDelimeter);
@@ -24,25 +26,31 @@ GREX_API std::string strip(const std::string& text, const std::string& set = def
 GREX_API std::string lstrip(const std::string& text, const std::string& set = defaultDelimeter);
 GREX_API std::string rstrip(const std::string& text, const std::string& set = defaultDelimeter);
 
-/// Appends the fields of `text` to `fields`; at most `max` of them, 0 for all. Every `delimiter` separates, so
-/// that empty fields are kept; an empty text has no field. Returns the position of the first character that was
-/// not taken (the delimiter that ends the last field is taken with it), npos when the text was used up.
-GREX_API std::string::size_type split(const std::string& text, std::vector<std::string>& fields, char delimiter,
-                                      unsigned max = 0);
-/// The same with a set of delimiters: their runs count as one and leading ones are skipped, so no field is empty.
+/// Appends the fields of `text` to `fields`; at most `max` of them, 0 for all. Every `delimiter`
+/// separates, so that empty fields are kept; an empty text has no field. Returns the position of
+/// the first character that was not taken (the delimiter that ends the last field is taken with
+/// it), npos when the text was used up.
 GREX_API std::string::size_type split(const std::string& text, std::vector<std::string>& fields,
-                                      const std::string& delimiters = defaultDelimeter, unsigned max = 0);
+                                      char delimiter, unsigned max = 0);
+/// The same with a set of delimiters: their runs count as one and leading ones are skipped, so no
+/// field is empty.
+GREX_API std::string::size_type split(const std::string& text, std::vector<std::string>& fields,
+                                      const std::string& delimiters = defaultDelimeter,
+                                      unsigned max = 0);
 
 /// Field `n`, counted from 0, of `text` split at `delimiter`; empty when there is no such field.
 GREX_API std::string section(const std::string& text, char delimiter, unsigned n);
 /// Fields `first` to `last` (included), joined with the delimiter; missing fields are left out.
-GREX_API std::string sections(const std::string& text, char delimiter, unsigned first, unsigned last);
+GREX_API std::string sections(const std::string& text, char delimiter, unsigned first,
+                              unsigned last);
 
-/// Converts the whole of `text`: digits of `base` (2 to 36), one "-" before them for signed types. False, and
-/// `value` as it was, when the text is anything else ("+1", " 1", "0x1", "") or out of the type's range.
+/// Converts the whole of `text`: digits of `base` (2 to 36), one "-" before them for signed types.
+/// False, and `value` as it was, when the text is anything else ("+1", " 1", "0x1", "") or out of
+/// the type's range.
 template <class T> bool fromString(const std::string& text, T& value, int base = 10)
 {
-    static_assert(std::is_integral<T>::value, "integers here; double, float and bool have forms of their own");
+    static_assert(std::is_integral<T>::value,
+                  "integers here; double, float and bool have forms of their own");
     if (base < 2 || base > 36)
         return false;
     T parsed{};
@@ -60,7 +68,8 @@ GREX_API bool fromString(const std::string& text, float& value);
 GREX_API bool fromString(const std::string& text, bool& value);
 
 /// Decimal text of an integer.
-template <class T, class = std::enable_if_t<std::is_integral<T>::value>> std::string toString(T value)
+template <class T, class = std::enable_if_t<std::is_integral<T>::value>>
+std::string toString(T value)
 {
     return std::to_string(+value);
 }

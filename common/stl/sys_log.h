@@ -8,13 +8,16 @@
 #include <syslog.h>
 #include <type_traits>
 
-/// How the process writes to the system log (syslog(3); facilities and severities are those of RFC 5424). One
-/// instance for the process; nothing is opened until a setter changes something. Not for several threads.
+/// How the process writes to the system log (syslog(3); facilities and severities are those of RFC
+/// 5424). One instance for the process; nothing is opened until a setter changes something. Not for
+/// several threads.
 class GREX_API SysLog {
 public:
-    /// The instance, made on the first call and released at process exit; never null, not the caller's.
+    /// The instance, made on the first call and released at process exit; never null, not the
+    /// caller's.
     static SysLog* get();
-    /// Closes the log, which points at the identity, and destroys the instance; a later get() starts anew.
+    /// Closes the log, which points at the identity, and destroys the instance; a later get()
+    /// starts anew.
     static void release();
 
     SysLog(const SysLog&) = delete;
@@ -23,13 +26,13 @@ public:
 
     /// The name before each message; empty for the program's own.
     void setIdent(const std::string& ident) const;
-    /// `options` are openlog(3)'s; of `facility` the severity bits are dropped. Also writes the debug message
-    /// "debug level changed to %i", although the level is as it was.
+    /// `options` are openlog(3)'s; of `facility` the severity bits are dropped. Also writes the
+    /// debug message "debug level changed to %i", although the level is as it was.
     void setOptions(int options, int facility, bool stderrIfTty) const;
     /// Echoes to standard error whether or not it is a terminal.
     void setForceUseStderr(bool force) const;
-    /// Stores 0 to 3, the nearest to `level`. `level` itself is compared with the stored one: 7 against a stored
-    /// 3 is a change, and is reopened and written each time.
+    /// Stores 0 to 3, the nearest to `level`. `level` itself is compared with the stored one: 7
+    /// against a stored 3 is a change, and is reopened and written each time.
     void setDebugLevel(int level) const;
 
     /// Writes at LOG_DEBUG when the debug level is above 0.
@@ -54,8 +57,10 @@ private:
     mutable bool forceStderr_ = false;
 };
 
-/// Write a message with printf rules. `priority` is a severity, alone or with a facility for this message.
-GREX_API void syslogLog(int priority, const char* format, ...) __attribute__((format(printf, 2, 3)));
+/// Write a message with printf rules. `priority` is a severity, alone or with a facility for this
+/// message.
+GREX_API void syslogLog(int priority, const char* format, ...)
+    __attribute__((format(printf, 2, 3)));
 GREX_API void syslogErr(const char* format, ...) __attribute__((format(printf, 1, 2)));
 GREX_API void syslogWarn(const char* format, ...) __attribute__((format(printf, 1, 2)));
 GREX_API void syslogInfo(const char* format, ...) __attribute__((format(printf, 1, 2)));

@@ -35,9 +35,9 @@ long long timeOf(const struct stat& status, bool ms)
     return ms ? seconds * 1000 + status.st_mtim.tv_nsec / 1000000 : seconds;
 }
 
-// Opens `path` unless its time is `t`, and lets `read` take the content. The time is asked of the descriptor, not
-// of the path: once another process has renamed a new file over it, the path would give the new file's time for
-// the old file's content, and the change would go unseen.
+// Opens `path` unless its time is `t`, and lets `read` take the content. The time is asked of the
+// descriptor, not of the path: once another process has renamed a new file over it, the path would
+// give the new file's time for the old file's content, and the change would go unseen.
 template <class Read> int readIfNewer(const std::string& path, long long& t, Read read)
 {
     FileStream in(path, "r");
@@ -58,7 +58,9 @@ template <class Read> int readIfNewer(const std::string& path, long long& t, Rea
 // A file that is removed again unless it was renamed to its place.
 class TempFile {
 public:
-    explicit TempFile(const std::string& path) : fd_(openTempFile(path, name_)), exists_(fd_ >= 0) {}
+    explicit TempFile(const std::string& path) : fd_(openTempFile(path, name_)), exists_(fd_ >= 0)
+    {
+    }
     ~TempFile()
     {
         if (exists_)
@@ -83,8 +85,8 @@ private:
     bool exists_;
 };
 
-// After a power loss the new name must lead to the new file. Not every file system can do it, and the change is
-// made either way, so a failure is nobody's.
+// After a power loss the new name must lead to the new file. Not every file system can do it, and
+// the change is made either way, so a failure is nobody's.
 void syncFolderOf(const std::string& path)
 {
     const int fd = open(folderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
@@ -94,7 +96,8 @@ void syncFolderOf(const std::string& path)
     close(fd);
 }
 
-// Readers compare whole seconds; a file that replaces one of this second or of the future gets the next second.
+// Readers compare whole seconds; a file that replaces one of this second or of the future gets the
+// next second.
 bool makeLaterThan(const std::string& path, int fd)
 {
     const long long before = fileModifTime(path, false);
@@ -135,7 +138,8 @@ template <class Write> int save(const std::string& path, Write write, long long*
     return 1;
 }
 
-// Parses the last of `parts` first, as far as they are numbers; the major number is set when all were.
+// Parses the last of `parts` first, as far as they are numbers; the major number is set when all
+// were.
 bool parseParts(const std::vector<std::string>& parts, ProfileVersion& version)
 {
     if (parts.size() == 3 && !sx::fromString(parts[2], version.build))
@@ -202,7 +206,8 @@ int readFile(const std::string& path, long t, std::string& text)
 {
     std::string fresh;
     long long seen = t;
-    const int result = readIfNewer(path, seen, [&](FileStream& in) { return in.readAll(fresh, true); });
+    const int result =
+        readIfNewer(path, seen, [&](FileStream& in) { return in.readAll(fresh, true); });
     if (result == 1)
         text.swap(fresh);
     return result;
@@ -247,13 +252,16 @@ int openTempFile(const std::string& path, std::string& tmpName)
 
 int saveFile(const std::string& path, const void* data, unsigned size, long long* mtime, bool ms)
 {
-    return save(path, [=](FileStream& out) { return out.write(data, size); }, mtime, ms);
+    return save(
+        path, [=](FileStream& out) { return out.write(data, size); }, mtime, ms);
 }
 
 int saveFile(const std::string& path, const std::string& text, long long* mtime, bool ms)
 {
     const bool ended = !text.empty() && text.back() == '\n';
-    return save(path, [&](FileStream& out) { return out.puts(text) && (ended || out.puts("\n")); }, mtime, ms);
+    return save(
+        path, [&](FileStream& out) { return out.puts(text) && (ended || out.puts("\n")); }, mtime,
+        ms);
 }
 
 int unlinkFile(const std::string& path)

@@ -41,14 +41,15 @@ void writePortFile(const std::string& path, int port)
         throw std::runtime_error(path + ": " + std::strerror(errno));
 }
 
+// The port that is listened on.
 int bindTo(httplib::Server& server, int port)
 {
-    const int bound = port == 0                            ? server.bind_to_any_port(address)
-                      : server.bind_to_port(address, port) ? port
-                                                           : -1;
-    if (bound <= 0)
+    const int any = port == 0 ? server.bind_to_any_port(address) : 0;
+    if (any > 0)
+        return any;
+    if (port == 0 || !server.bind_to_port(address, port))
         throw std::runtime_error("cannot listen on port " + std::to_string(port));
-    return bound;
+    return port;
 }
 
 // Before any thread is started, so that all of them leave the signals to the main thread.

@@ -14,10 +14,11 @@ static_assert(sizeof(Http::errorBuffer_) >= CURL_ERROR_SIZE, "libcurl writes tha
 
 namespace {
 
-constexpr std::size_t maxBody = 16U << 20;   // bytes
-constexpr long maxSeconds = 2000000;         // libcurl counts milliseconds in 32 bits where long has no more
-constexpr long transferSeconds = 30;         // for a request, beyond the connection
-constexpr long defaultConnectSeconds = 300;  // libcurl's, for a timeout of 0
+constexpr std::size_t maxBody = 16U << 20; // bytes
+constexpr long maxSeconds =
+    2000000; // libcurl counts milliseconds in 32 bits where long has no more
+constexpr long transferSeconds = 30;        // for a request, beyond the connection
+constexpr long defaultConnectSeconds = 300; // libcurl's, for a timeout of 0
 constexpr long maxRedirects = 10;
 
 long capped(long seconds)
@@ -25,7 +26,8 @@ long capped(long seconds)
     return std::min(seconds, maxSeconds);
 }
 
-// One request. The first option that libcurl refuses decides its code; later ones are not set any more.
+// One request. The first option that libcurl refuses decides its code; later ones are not set any
+// more.
 class Transfer {
 public:
     explicit operator bool() const { return handle_ != nullptr; }
@@ -37,19 +39,22 @@ public:
             return;
         code_ = curl_easy_setopt(handle_.get(), option, value);
         if (code_ != CURLE_OK)
-            std::snprintf(Http::errorBuffer_, sizeof(Http::errorBuffer_), "%s", curl_easy_strerror(code_));
+            std::snprintf(Http::errorBuffer_, sizeof(Http::errorBuffer_), "%s",
+                          curl_easy_strerror(code_));
     }
 
     // Options that every request has.
     void prepare(const std::string& url, unsigned timeout)
     {
-        const long connectSeconds = capped(static_cast<long>(std::min(timeout, static_cast<unsigned>(maxSeconds))));
+        const long connectSeconds =
+            capped(static_cast<long>(std::min(timeout, static_cast<unsigned>(maxSeconds))));
         Http::errorBuffer_[0] = '\0';
         if (connectSeconds != 0) {
             set(CURLOPT_CONNECTTIMEOUT, connectSeconds);
             set(CURLOPT_NOSIGNAL, 1L);
         }
-        set(CURLOPT_TIMEOUT, capped((connectSeconds != 0 ? connectSeconds : defaultConnectSeconds) + transferSeconds));
+        set(CURLOPT_TIMEOUT, capped((connectSeconds != 0 ? connectSeconds : defaultConnectSeconds) +
+                                    transferSeconds));
         set(CURLOPT_ERRORBUFFER, Http::errorBuffer_);
         set(CURLOPT_URL, url.c_str());
         set(CURLOPT_HEADER, 0L);
@@ -80,8 +85,8 @@ private:
         set(CURLOPT_HEADERDATA, this);
     }
 
-    // Once an answer has come by https, a redirect in it must not lead the password into the open. Called with each
-    // header line, before libcurl looks at where a redirect leads.
+    // Once an answer has come by https, a redirect in it must not lead the password into the open.
+    // Called with each header line, before libcurl looks at where a redirect leads.
     static std::size_t onHeader(char*, std::size_t size, std::size_t count, Transfer* self)
     {
         char* scheme = nullptr;
@@ -91,8 +96,8 @@ private:
         return self->code_ == CURLE_OK ? size * count : 0;
     }
 
-    // The folder and the environment are the caller's. In a process with more rights than he has, a jar could be
-    // a link to a file that he may not write, and a proxy a listener for passwords.
+    // The folder and the environment are the caller's. In a process with more rights than he has, a
+    // jar could be a link to a file that he may not write, and a proxy a listener for passwords.
     void restrictBorrowedRights()
     {
         if (getauxval(AT_SECURE) != 0)

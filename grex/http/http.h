@@ -9,11 +9,12 @@
 
 struct curl_slist;
 
-/// One HTTP request at a time over libcurl. A request ends at the connect timeout and 30 s more, at a body of more
-/// than 16 MiB and at the eleventh redirect; redirects lead to http and https, from https to https alone. It sends
-/// and stores cookies of the process's working folder ("cookies.txt"), where that can be written, and obeys the
-/// proxy variables of the environment (http_proxy and the like), but for one case: in a process with more rights
-/// than its caller (getauxval(AT_SECURE) is not 0) the caller's folder and environment decide nothing, and there is
+/// One HTTP request at a time over libcurl. A request ends at the connect timeout and 30 s more, at
+/// a body of more than 16 MiB and at the eleventh redirect; redirects lead to http and https, from
+/// https to https alone. It sends and stores cookies of the process's working folder
+/// ("cookies.txt"), where that can be written, and obeys the proxy variables of the environment
+/// (http_proxy and the like), but for one case: in a process with more rights than its caller
+/// (getauxval(AT_SECURE) is not 0) the caller's folder and environment decide nothing, and there is
 /// neither a proxy nor a cookie jar. Nothing is thrown; not for several threads.
 class GREX_API Http {
 public:
@@ -41,8 +42,8 @@ public:
     /// `timeout`: seconds for the connection, 0 for libcurl's own 300; at most 2,000,000 count.
     explicit Http(unsigned timeout);
 
-    /// The body of the answer, whatever its HTTP status; empty on failure, code() and errorBuffer_ then tell why.
-    /// get() does not check certificates, post() does.
+    /// The body of the answer, whatever its HTTP status; empty on failure, code() and errorBuffer_
+    /// then tell why. get() does not check certificates, post() does.
     std::string get(const std::string& url);
     std::string post(const std::string& url, const std::string& body, const Headers& headers);
     std::string post(const std::string& url, const std::string& body);
@@ -50,8 +51,9 @@ public:
     /// The CURLcode of the last request.
     int code() const;
 
-    /// What libcurl calls with each piece of a body: appends size * count bytes to `out` and returns their number;
-    /// returns 0, which ends the transfer, for a null `out`, past 16 MiB, or where memory is out.
+    /// What libcurl calls with each piece of a body: appends size * count bytes to `out` and
+    /// returns their number; returns 0, which ends the transfer, for a null `out`, past 16 MiB, or
+    /// where memory is out.
     static std::size_t writer(char* data, std::size_t size, std::size_t count, std::string* out);
 
     /// Why the last request of any object failed; empty when it did not.

@@ -12,19 +12,21 @@
 namespace grex::http {
 
 // SOAP 1.1, one line, no white space between the elements.
-#define ENVELOPE(body)                                                                                               \
-    "<s:Envelope xmlns:s=\"http://schemas.xmlsoap.org/soap/envelope/\"><s:Header/><s:Body>" body                     \
+#define ENVELOPE(body)                                                                             \
+    "<s:Envelope xmlns:s=\"http://schemas.xmlsoap.org/soap/envelope/\"><s:Header/><s:Body>" body   \
     "</s:Body></s:Envelope>"
-#define METHOD(name, content)                                                                                        \
-    "<" name " xmlns:i=\"http://www.w3.org/2001/XMLSchema-instance\" xmlns=\"" GREX_SERVICE_NAMESPACE "\">" content  \
-    "</" name ">"
+#define METHOD(name, content)                                                                      \
+    "<" name                                                                                       \
+    " xmlns:i=\"http://www.w3.org/2001/XMLSchema-instance\" xmlns=\"" GREX_SERVICE_NAMESPACE       \
+    "\">" content "</" name ">"
 #define ELEMENT(name) "<" name ">%s</" name ">"
 
-const std::string HttpService::openReq_ = ENVELOPE(METHOD("OpenSession", ELEMENT("Login") ELEMENT("Password")));
-const std::string HttpService::infoReq_ =
-    ENVELOPE(METHOD("GetUserInfo", "<SessionStruct>" ELEMENT("MethodLog") ELEMENT("UserDomain") ELEMENT("Login")
-                                       ELEMENT("Name") ELEMENT("IP") ELEMENT("UserGroup") ELEMENT("SessionStruct")
-                                           "</SessionStruct>"));
+const std::string HttpService::openReq_ =
+    ENVELOPE(METHOD("OpenSession", ELEMENT("Login") ELEMENT("Password")));
+const std::string HttpService::infoReq_ = ENVELOPE(
+    METHOD("GetUserInfo", "<SessionStruct>" ELEMENT("MethodLog") ELEMENT("UserDomain")
+                              ELEMENT("Login") ELEMENT("Name") ELEMENT("IP") ELEMENT("UserGroup")
+                                  ELEMENT("SessionStruct") "</SessionStruct>"));
 const std::string HttpService::hdrContentType_ = "Content-Type: text/xml; charset=utf-8";
 const std::string HttpService::hdrSoapAction_ =
     "SOAPAction: " GREX_SERVICE_NAMESPACE "/IVANTOCustomerDBService/";
@@ -55,7 +57,8 @@ template <class... Values> std::string filled(const std::string& request, const 
 
 HttpService::HttpService(const std::string& url, unsigned timeout) : timeout_(timeout), url_(url) {}
 
-unsigned HttpService::send(const std::string& body, const Http::Headers& headers, std::string& response)
+unsigned HttpService::send(const std::string& body, const Http::Headers& headers,
+                           std::string& response)
 {
     return sx::noThrow(transportFailure, [&] {
         Http transport(timeout_);
@@ -81,7 +84,8 @@ unsigned HttpService::call(const char* operation, const std::string& body, std::
     return send(body, headers, response);
 }
 
-unsigned HttpService::openSession(const std::string& login, const std::string& password, Session& session)
+unsigned HttpService::openSession(const std::string& login, const std::string& password,
+                                  Session& session)
 {
     return sx::noThrow(transportFailure, [&] {
         std::string body = filled(openReq_, login, password);
@@ -100,14 +104,15 @@ unsigned HttpService::openSession(const std::string& login, const std::string& p
 unsigned HttpService::readUserInfo(const Session& session, UserInfo& info)
 {
     return sx::noThrow(transportFailure, [&] {
-        std::string body = filled(infoReq_, session.MethodLog, session.UserDomain, session.Login, session.Name,
-                                  session.IP, session.UserGroup, session.SessionStruct);
+        std::string body =
+            filled(infoReq_, session.MethodLog, session.UserDomain, session.Login, session.Name,
+                   session.IP, session.UserGroup, session.SessionStruct);
         const sx::Wiper wiper(body);
         std::string response;
         const unsigned status = call("GetUserInfo", body, response);
         if (dumpsReplies())
-            syslogLog(dumpPriority, "readUserInfo(): result '%d': response: '%s'", static_cast<int>(status),
-                      response.c_str());
+            syslogLog(dumpPriority, "readUserInfo(): result '%d': response: '%s'",
+                      static_cast<int>(status), response.c_str());
         if (status != success)
             return status;
         ServiceResponseParser parser;

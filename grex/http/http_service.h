@@ -28,7 +28,8 @@ struct UserInfo {
     std::string Tag;
 };
 
-/// A client of the customer-database service: SOAP 1.1 over HTTP POST. All operations answer with one status:
+/// A client of the customer-database service: SOAP 1.1 over HTTP POST. All operations answer with
+/// one status:
 ///
 ///     0  success
 ///     1  refused: the service answered with another ResultCode than 0
@@ -36,8 +37,8 @@ struct UserInfo {
 ///     3  the answer could not be understood
 ///     4  the server's name could not be resolved, or no connection made
 ///
-/// and keep the reason in error(). Outputs are as they were unless the status is 0. Values go into the requests as
-/// they are, without XML escapes. Nothing is thrown.
+/// and keep the reason in error(). Outputs are as they were unless the status is 0. Values go into
+/// the requests as they are, without XML escapes. Nothing is thrown.
 class GREX_API HttpService {
 public:
     /// `timeout`: seconds for the connection, see Http.
@@ -49,18 +50,19 @@ public:
     /// Logs in with a login and a password, which hold no NUL.
     unsigned openSession(const std::string& login, const std::string& password, Session& session);
 
-    /// Asks who the user of a session is; the session is a record or an XML text whose first "SessionStruct"
-    /// element holds the seven fields. At a debug level above 1 the text and the answer are logged.
+    /// Asks who the user of a session is; the session is a record or an XML text whose first
+    /// "SessionStruct" element holds the seven fields. At a debug level above 1 the text and the
+    /// answer are logged.
     unsigned readUserInfo(const Session& session, UserInfo& info);
     unsigned readUserInfo(const std::string& sessionText, UserInfo& info);
 
     /// Why the last operation failed.
     const std::string& error() const;
 
-    static const std::string openReq_;        ///< printf format: login, password
-    static const std::string infoReq_;        ///< printf format: the seven fields of a session
+    static const std::string openReq_; ///< printf format: login, password
+    static const std::string infoReq_; ///< printf format: the seven fields of a session
     static const std::string hdrContentType_;
-    static const std::string hdrSoapAction_;  ///< to be followed by the operation's name
+    static const std::string hdrSoapAction_; ///< to be followed by the operation's name
 
 private:
     unsigned call(const char* operation, const std::string& body, std::string& response);

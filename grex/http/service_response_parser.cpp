@@ -95,13 +95,15 @@ bool ServiceResponseParser::parseContent(const std::string& xml)
             return fail(notUnderstood, translate(prefix, "unable to parse xml: content is empty"));
         const int options = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
         if (xml.size() <= maxText)
-            doc_.reset(xmlReadMemory(xml.data(), static_cast<int>(xml.size()), nullptr, nullptr, options));
+            doc_.reset(
+                xmlReadMemory(xml.data(), static_cast<int>(xml.size()), nullptr, nullptr, options));
         if (!doc_ || doc_->intSubset)
             return fail(notUnderstood, translate(prefix, "unable to parse xml content"));
         context_.reset(xmlXPathNewContext(doc_.get()));
         if (!context_)
             return fail(notUnderstood, translate(prefix, "unable to create new XPath context"));
-        // Without a handler libxml2 writes to standard error. Its last parameter became const in libxml2 2.12.
+        // Without a handler libxml2 writes to standard error. Its last parameter became const in
+        // libxml2 2.12.
         context_->error = [](void*, auto*) {};
         status_ = success;
         return true;
@@ -114,9 +116,11 @@ bool ServiceResponseParser::registerNamespaces(xmlXPathContext* context)
         for (const char* const* pair = nslist_; *pair; pair += 2) {
             if (xmlXPathRegisterNs(context, xmlText(pair[0]), xmlText(pair[1])) == 0)
                 continue;
-            return fail(notUnderstood,
-                        sx::sprintf(translate(prefix, "unable to register NS with prefix='%s' and href='%s'"),
-                                    pair[0], pair[1]));
+            return fail(
+                notUnderstood,
+                sx::sprintf(
+                    translate(prefix, "unable to register NS with prefix='%s' and href='%s'"),
+                    pair[0], pair[1]));
         }
         return true;
     });
@@ -129,10 +133,12 @@ xmlXPathObject* ServiceResponseParser::executeXPathExpr(const std::string& expr)
             fail(notUnderstood, translate(prefix, "xpath expression is empty"));
             return nullptr;
         }
-        xmlXPathObject* const nodes = context_ ? xmlXPathEvalExpression(xmlText(expr), context_.get()) : nullptr;
+        xmlXPathObject* const nodes =
+            context_ ? xmlXPathEvalExpression(xmlText(expr), context_.get()) : nullptr;
         if (!nodes)
             fail(notUnderstood,
-                 sx::sprintf(translate(prefix, "unable to evaluate xpath expression '%s'"), expr.c_str()));
+                 sx::sprintf(translate(prefix, "unable to evaluate xpath expression '%s'"),
+                             expr.c_str()));
         return nodes;
     });
 }
@@ -158,8 +164,10 @@ bool ServiceResponseParser::parseResult(xmlXPathObject* nodes)
             const std::string text = translate(prefix, "server authentication fail");
             return fail(refused, description.empty() ? text : text + ": " + description);
         }
-        return fail(notUnderstood, hasNodes(nodes) ? translate(prefix, "xml error: unknown service result format")
-                                                   : translate(prefix, "xml error: service result nodes is not found"));
+        return fail(notUnderstood,
+                    hasNodes(nodes)
+                        ? translate(prefix, "xml error: unknown service result format")
+                        : translate(prefix, "xml error: service result nodes is not found"));
     });
 }
 
@@ -170,10 +178,13 @@ bool ServiceResponseParser::parseSession(xmlXPathObject* nodes, Session& session
         if (!hasNodes(nodes))
             return fail(notUnderstood, translate(prefix, "xml error: session nodes is not found"));
         Session read;
-        const std::map<std::string, std::string*> fields = {
-            {"MethodLog", &read.MethodLog}, {"UserDomain", &read.UserDomain}, {"Login", &read.Login},
-            {"Name", &read.Name},           {"IP", &read.IP},                 {"UserGroup", &read.UserGroup},
-            {"SessionStruct", &read.SessionStruct}};
+        const std::map<std::string, std::string*> fields = {{"MethodLog", &read.MethodLog},
+                                                            {"UserDomain", &read.UserDomain},
+                                                            {"Login", &read.Login},
+                                                            {"Name", &read.Name},
+                                                            {"IP", &read.IP},
+                                                            {"UserGroup", &read.UserGroup},
+                                                            {"SessionStruct", &read.SessionStruct}};
         for (const auto& [name, text] : elementsOf(nodes)) {
             const auto field = fields.find(name);
             if (field != fields.end())
@@ -181,7 +192,8 @@ bool ServiceResponseParser::parseSession(xmlXPathObject* nodes, Session& session
         }
         for (const auto& [name, text] : fields)
             if (text->empty() && text != &read.UserDomain)
-                return fail(notUnderstood, translate(prefix, "parse session error: param of session is empty"));
+                return fail(notUnderstood,
+                            translate(prefix, "parse session error: param of session is empty"));
         session = std::move(read);
         status_ = success;
         return true;
@@ -206,7 +218,8 @@ bool ServiceResponseParser::parseUserInfo(xmlXPathObject* nodes, UserInfo& info)
                 read.Tag = text;
         }
         if (read.ID == 0 || read.Group == 0 || read.Login.empty() || read.Tag.empty())
-            return fail(notUnderstood, translate(prefix, "parse user info error: param of info is empty"));
+            return fail(notUnderstood,
+                        translate(prefix, "parse user info error: param of info is empty"));
         info = std::move(read);
         status_ = success;
         return true;
@@ -243,7 +256,8 @@ bool ServiceResponseParser::parseOpenSession(const std::string& response, Sessio
 {
     if (!openResponse(response, "//i:OpenSessionResponse[1]/i:OpenSessionResult[1]/i:*"))
         return false;
-    const XmlPtr<xmlXPathObject> nodes = evaluate("//i:OpenSessionResponse[1]/i:SessionStruct[1]/*");
+    const XmlPtr<xmlXPathObject> nodes =
+        evaluate("//i:OpenSessionResponse[1]/i:SessionStruct[1]/*");
     return nodes && parseSession(nodes.get(), session);
 }
 

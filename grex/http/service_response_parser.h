@@ -24,10 +24,11 @@ struct XmlFree {
 template <class Handle> using XmlPtr = std::unique_ptr<Handle, XmlFree>;
 static_assert(sizeof(XmlPtr<xmlDoc>) == sizeof(void*), "a handle and nothing else");
 
-/// Reads the service's answers (SOAP 1.1) and session texts into records. Make one for each text. Operations answer
-/// true, or false with a status (1 refused by the service, 3 not understood) and a translated text; records are as
-/// they were then. A text of more than 1 MiB or with a document type declaration, which SOAP forbids, is broken.
-/// Nothing outside the text is loaded, nothing goes to standard error, nothing is thrown.
+/// Reads the service's answers (SOAP 1.1) and session texts into records. Make one for each text.
+/// Operations answer true, or false with a status (1 refused by the service, 3 not understood) and
+/// a translated text; records are as they were then. A text of more than 1 MiB or with a document
+/// type declaration, which SOAP forbids, is broken. Nothing outside the text is loaded, nothing
+/// goes to standard error, nothing is thrown.
 class GREX_API ServiceResponseParser {
 public:
     ServiceResponseParser();
@@ -48,8 +49,8 @@ public:
 
     /// The elements "ResultCode" and "ResultDescription" of a node set: true when a code is 0.
     bool parseResult(xmlXPathObject* nodes);
-    /// The elements of a node set that bear the names of the record's fields. All but `UserDomain` must be there,
-    /// non-empty and, where they are numbers, not 0.
+    /// The elements of a node set that bear the names of the record's fields. All but `UserDomain`
+    /// must be there, non-empty and, where they are numbers, not 0.
     bool parseSession(xmlXPathObject* nodes, Session& session);
     bool parseUserInfo(xmlXPathObject* nodes, UserInfo& info);
 

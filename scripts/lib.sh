@@ -1,0 +1,55 @@
+# SPDX-License-Identifier: Apache-2.0
+# shellcheck shell=bash
+# What the scripts share: the packages that each purpose needs, and one way to configure and build.
+
+packages_for() {
+    case $1 in
+    build) echo g++ cmake ninja-build pkg-config libcurl4-openssl-dev libxml2-dev libcrypt-dev libcap-dev \
+        libpam0g-dev libcli11-dev nlohmann-json3-dev libcpp-httplib-dev libssl-dev gettext curl openssl ;;
+    tests) echo libgtest-dev pamtester libpam-wrapper gsoap libgsoap-dev python3-zeep python3 libcap2-bin strace gdb util-linux \
+        clang-14 libclang-rt-14-dev mandoc ;;
+    lint) echo clang-format-14 clang-tidy-14 shellcheck mandoc abigail-tools ;;
+    fuzz) echo clang-14 libclang-rt-14-dev llvm-14 ;;
+    bench) echo libbenchmark-dev libcdb-dev libpam-pwdfile libssl-dev python3 ;;
+    package) echo debhelper lintian dpkg-dev fakeroot debootstrap ;;
+    *) echo "no packages are known for '$1'" >&2; return 1 ;;
+    esac
+}
+
+as_root() {
+    if ((EUID == 0)); then
+        "$@"
+    elif command -v sudo >/dev/null; then
+        sudo "$@"
+    else
+        echo "packages are missing, and neither root nor sudo is here to install them" >&2
+        return 1
+    fi
+}
+
+is_installed() {
+    [[ $(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null) == installed ]]
+}
+
+# Installs what the purposes need and the machine lacks.
+need_packages() {
+    local purpose name missing=()
+    for purpose in "$@"; do
+        for name in $(packages_for "$purpose"); do
+            is_installed "$name" || missing+=("$name")
+        done
+    done
+    ((${#missing[@]})) || return 0
+    echo "installing: ${missing[*]}"
+    as_root apt-get update -qq
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" \
+        >/dev/null
+}
+
+# configure_and_build PRESET FOLDER [CMAKE-OPTION...]
+configure_and_build() {
+    local preset=$1 folder=$2
+    shift 2
+    command -v ninja >/dev/null && export CMAKE_GENERATOR=Ninja
+    (cd "$root" && cmake --preset "$preset" -B "$folder" "$@" && cmake --build "$folder" --parallel "$(nproc)")
+}

@@ -1,0 +1,81 @@
+#!/bin/bash
+# SPDX-License-Identifier: Apache-2.0
+# The contract between programs of different makers: a Python client against the example service, and
+# grexctl against a service that gSOAP generates. Usage: interop.sh CUSTOMERDB GREXCTL WORKDIR
+set -euo pipefail
+(($# == 3)) || { echo "usage: $0 CUSTOMERDB GREXCTL WORKDIR" >&2; exit 2; }
+customerdb=$(realpath "$1") grexctl=$(realpath "$2") here=$(realpath "$(dirname "$0")")
+wsdl=$here/../../examples/customerdb/customerdb.wsdl
+work=$(realpath -m "$3")/interop
+fail() { echo "interop: $*" >&2; exit 1; }
+declare -A pids=()
+trap 'for pid in "${pids[@]}"; do kill "$pid" 2>/dev/null || true; done; wait' EXIT
+
+stop() {
+    local pid=${pids[$1]} status=0
+    unset "pids[$1]"
+    kill "$pid"
+    wait "$pid" || status=$?
+    return "$status"
+}
+# await FILE NAME: until the program has written its port there
+await() {
+    for ((i = 0; i < 100; ++i)); do
+        [[ -s $1 ]] && return
+        kill -0 "${pids[$2]}" 2>/dev/null || fail "$2 ended before it listened"
+        sleep 0.1
+    done
+    fail "$2 does not listen"
+}
+# expect WHAT STATUS OUTPUT COMMAND...: standard output and exit status in full
+expect() {
+    local what=$1 status=$2 output=$3 got=0 text
+    shift 3
+    text=$("$@" 2>"$work/stderr") || got=$?
+    [[ $got == "$status" && $text == "$output" ]] ||
+        fail "$what: status $got, '$text', wanted $status, '$output': $(cat "$work/stderr")"
+}
+login() { printf '%s\n' "$2" | "$grexctl" --config-dir "$work" --json login "$1"; }
+
+for tool in "$customerdb" "$grexctl" wsdl2h soapcpp2 "${CXX:=g++}" /usr/bin/python3; do
+    command -v "$tool" >/dev/null || fail "no $tool"
+done
+rm -rf "$work"
+mkdir -p "$work/gsoap" "$work/var"
+cat >"$work/users.json" <<'EOF'
+[{"login": "ann\u00e9", "password": "a<b&c", "group": 2, "name": "Ann <& Co>", "id": 101, "tag": "]]>"}]
+EOF
+
+"$customerdb" --port-file "$work/port" "$work/users.json" >"$work/customerdb.log" &
+pids[customerdb]=$!
+await "$work/port" customerdb
+/usr/bin/python3 "$here/zeep_client.py" "http://127.0.0.1:$(<"$work/port")/" 'anné' 'a<b&c' ']]>' ||
+    fail "the zeep client"
+if grep -F 'a<b&c' "$work/customerdb.log"; then fail "a password in the log"; fi
+grep -Fq 'OpenSession "no\x0aone" refused' "$work/customerdb.log" || fail "a login is not escaped in the log"
+stop customerdb || fail "customerdb: status $? after SIGTERM"
+
+wsdl2h -o "$work/gsoap/service.h" "$wsdl" &>"$work/gsoap.log" || fail "wsdl2h: $(cat "$work/gsoap.log")"
+(cd "$work/gsoap" && soapcpp2 -S -j -L service.h) &>"$work/gsoap.log" || fail "soapcpp2: $(cat "$work/gsoap.log")"
+"$CXX" -std=c++17 -O0 -w -I"$work/gsoap" "$here/gsoap_server.cpp" "$work"/gsoap/soap*.cpp -lgsoap++ \
+    -o "$work/gsoap_server" || fail "the generated service does not build"
+"$work/gsoap_server" >"$work/gsoap_port" &
+pids[gsoap_server]=$!
+await "$work/gsoap_port" gsoap_server
+
+printf '[common]\nData=%s\nVarConfigDir=%s\n' "$work" "$work/var" >"$work/borea.conf"
+printf '[cu/params/101]\nNMSServerUrl=http://127.0.0.1:%s/\n' "$(<"$work/gsoap_port")" >"$work/var/borea.conf"
+printf 'http;1@1;2@3;3@3;4@1\n' >"$work/var/modacc"
+granted='{"granted":true,"login":"zoe","gid":3,"group":"SuperUser","context":"http","level":3}'
+session='<SessionStruct><MethodLog>m</MethodLog><UserDomain/><Login>zoe</Login><Name>n</Name><IP>i</IP>'
+session+='<UserGroup>3</UserGroup><SessionStruct>zoe-1</SessionStruct></SessionStruct>'
+json() { "$@" | /usr/bin/python3 -c 'import json, sys; print(json.dumps(json.load(sys.stdin), separators=(",", ":")))'; }
+validate() { printf '%s' "${session/zoe-1/$1}" | "$grexctl" --config-dir "$work" --json session; }
+expect "a good login" 0 "$granted" json login zoe "zoe's secret"
+expect "a wrong password" 1 '{"granted":false}' json login zoe wrong
+expect "a session" 0 "$granted" json validate zoe-1
+expect "an unknown session" 1 '{"granted":false}' json validate zoe-2
+stop gsoap_server || true
+expect "a login without the service" 0 "$granted" json login zoe "zoe's tag"
+expect "a wrong password without the service" 1 '{"granted":false}' json login zoe "zoe's secret"
+echo "interop: passed"
