@@ -246,8 +246,11 @@ int readNewerFile(const std::string& path, long long& t, std::deque<std::string>
 int openTempFile(const std::string& path, std::string& tmpName)
 {
     tmpName = path + ".XXXXXX";
-    const int fd = mkostemp(tmpName.data(), O_CLOEXEC);
-    return fd >= 0 ? fd : failed(errno);
+    const int fd = mkstemp(tmpName.data());
+    if (fd < 0)
+        return failed(errno);
+    static_cast<void>(fcntl(fd, F_SETFD, FD_CLOEXEC));
+    return fd;
 }
 
 int saveFile(const std::string& path, const void* data, unsigned size, long long* mtime, bool ms)
