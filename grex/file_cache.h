@@ -33,8 +33,8 @@ public:
     void stripContent() const;
 
     mutable long long modifTime =
-        0; ///< seconds since 1970, of the file when it was read; 0: never read
-    mutable std::string filename;          ///< empty: bound to no file
+        0;                ///< seconds since 1970, of the file when it was read; 0: never read
+    std::string filename; ///< empty: bound to no file
     mutable std::deque<std::string> lines; ///< in file order, without line ends
 };
 

@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: Apache-2.0
 # shellcheck shell=bash
 # What the scripts share: the packages that each purpose needs, and one way to configure and build.
+# The script that sources it has set root, the project's folder.
 
 packages_for() {
     case $1 in
@@ -19,37 +20,44 @@ packages_for() {
 as_root() {
     if ((EUID == 0)); then
         "$@"
-    elif command -v sudo >/dev/null; then
-        sudo "$@"
     else
-        echo "packages are missing, and neither root nor sudo is here to install them" >&2
-        return 1
+        sudo "$@"
     fi
+}
+
+apt_get() {
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get -qq -o DPkg::Lock::Timeout=300 "$@"
 }
 
 is_installed() {
     [[ $(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null) == installed ]]
 }
 
-# Installs what the purposes need and the machine lacks.
+# Installs what the purposes need and the machine lacks; asks the network only then.
 need_packages() {
-    local purpose name missing=()
+    local purpose name names missing=()
     for purpose in "$@"; do
-        for name in $(packages_for "$purpose"); do
+        names=$(packages_for "$purpose")
+        for name in $names; do
             is_installed "$name" || missing+=("$name")
         done
     done
     ((${#missing[@]})) || return 0
+    if ! command -v apt-get >/dev/null || { ((EUID != 0)) && ! command -v sudo >/dev/null; }; then
+        echo "these packages are missing, and installing them takes apt-get and root or sudo: ${missing[*]}" >&2
+        return 1
+    fi
     echo "installing: ${missing[*]}"
-    as_root apt-get update -qq
-    as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" \
-        >/dev/null
+    apt_get update
+    apt_get install -y --no-install-recommends "${missing[@]}" >/dev/null
 }
 
 # configure_and_build PRESET FOLDER [CMAKE-OPTION...]
 configure_and_build() {
     local preset=$1 folder=$2
     shift 2
-    command -v ninja >/dev/null && export CMAKE_GENERATOR=Ninja
-    (cd "$root" && cmake --preset "$preset" -B "$folder" "$@" && cmake --build "$folder" --parallel "$(nproc)")
+    if command -v ninja >/dev/null; then
+        export CMAKE_GENERATOR=Ninja
+    fi
+    (cd "${root:?}" && cmake --preset "$preset" -B "$folder" "$@" && cmake --build "$folder" --parallel "$(nproc)")
 }

@@ -15,16 +15,10 @@ static_assert(sizeof(Http::errorBuffer_) >= CURL_ERROR_SIZE, "libcurl writes tha
 namespace {
 
 constexpr std::size_t maxBody = 16U << 20; // bytes
-constexpr long maxSeconds =
-    2000000; // libcurl counts milliseconds in 32 bits where long has no more
-constexpr long transferSeconds = 30;        // for a request, beyond the connection
-constexpr long defaultConnectSeconds = 300; // libcurl's, for a timeout of 0
+constexpr unsigned maxSeconds = 2000000; // libcurl counts milliseconds, in 32 bits on some machines
+constexpr unsigned transferSeconds = 30; // for a request, beyond the connection
+constexpr unsigned defaultConnectSeconds = 300; // libcurl's, for a timeout of 0
 constexpr long maxRedirects = 10;
-
-long capped(long seconds)
-{
-    return std::min(seconds, maxSeconds);
-}
 
 // One request. The first option that libcurl refuses decides its code; later ones are not set any
 // more.
@@ -46,15 +40,14 @@ public:
     // Options that every request has.
     void prepare(const std::string& url, unsigned timeout)
     {
-        const long connectSeconds =
-            capped(static_cast<long>(std::min(timeout, static_cast<unsigned>(maxSeconds))));
+        const unsigned connect = std::min(timeout, maxSeconds);
+        const unsigned total = (connect != 0 ? connect : defaultConnectSeconds) + transferSeconds;
         Http::errorBuffer_[0] = '\0';
-        if (connectSeconds != 0) {
-            set(CURLOPT_CONNECTTIMEOUT, connectSeconds);
+        if (connect != 0) {
+            set(CURLOPT_CONNECTTIMEOUT, static_cast<long>(connect));
             set(CURLOPT_NOSIGNAL, 1L);
         }
-        set(CURLOPT_TIMEOUT, capped((connectSeconds != 0 ? connectSeconds : defaultConnectSeconds) +
-                                    transferSeconds));
+        set(CURLOPT_TIMEOUT, static_cast<long>(std::min(total, maxSeconds)));
         set(CURLOPT_ERRORBUFFER, Http::errorBuffer_);
         set(CURLOPT_URL, url.c_str());
         set(CURLOPT_HEADER, 0L);

@@ -11,11 +11,11 @@ struct curl_slist;
 
 /// One HTTP request at a time over libcurl. A request ends at the connect timeout and 30 s more, at
 /// a body of more than 16 MiB and at the eleventh redirect; redirects lead to http and https, from
-/// https to https alone. It sends and stores cookies of the process's working folder
-/// ("cookies.txt"), where that can be written, and obeys the proxy variables of the environment
-/// (http_proxy and the like), but for one case: in a process with more rights than its caller
-/// (getauxval(AT_SECURE) is not 0) the caller's folder and environment decide nothing, and there is
-/// neither a proxy nor a cookie jar. Nothing is thrown; not for several threads.
+/// https to https alone. Cookies are left in "cookies.txt" in the process's working folder, where
+/// that can be written, and the proxy variables of the environment (http_proxy and the like) are
+/// obeyed, but for one case: in a process with more rights than its caller (getauxval(AT_SECURE) is
+/// not 0) the caller's folder and environment decide nothing, and there is neither a cookie jar nor
+/// a proxy. Nothing is thrown; not for several threads.
 class GREX_API Http {
 public:
     /// A list of header lines ("Name: value").
