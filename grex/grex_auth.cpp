@@ -62,6 +62,32 @@ Record parseRecord(const std::string& line)
     return record;
 }
 
+// The service's status, with its consequences for the cache and the log.
+unsigned askService(const std::string& login, const std::string& password, unsigned& gid)
+{
+    gid = 0;
+    return sx::noThrow(failure, [&] {
+        if (holdsNul(login) || holdsNul(password)) { // as C strings they would be cut there
+            logNetFailure(wrongLogin());
+            return failure;
+        }
+        http::HttpService service(GrexAuth::authURL_, GrexAuth::connectTimeout_);
+        http::Session session;
+        const GrexDB db;
+        const unsigned status = service.openSession(login, password, session);
+        if (status == success) {
+            db.changeUser(GrexDB::ChangeOp::AddOrUpdate, GrexDB::cachefile_, login,
+                          session.UserGroup, password);
+            sx::fromString(session.UserGroup, gid, 10);
+            return success;
+        }
+        if (status == refused)
+            db.changeUser(GrexDB::ChangeOp::Remove, GrexDB::cachefile_, login, "", "");
+        logNetFailure(service.error().c_str());
+        return status;
+    });
+}
+
 } // namespace
 
 GrexAuth::GrexAuth() = default;
@@ -89,9 +115,12 @@ bool GrexAuth::authenticate(const std::string& login, const std::string& passwor
                             unsigned& gid) const
 {
     if (!authURL_.empty()) {
-        if (netAuthenticate(login, password, gid) == success)
+        const unsigned status = askService(login, password, gid);
+        if (status == success)
             return true;
-        if (locAuthenticate(true, login, password, gid))
+        // Whom the service has just refused the cache admits in no case, not even where his record
+        // could not be removed.
+        if (status != refused && locAuthenticate(true, login, password, gid))
             return true;
     }
     return locAuthenticate(false, login, password, gid);
@@ -120,28 +149,7 @@ bool GrexAuth::locAuthenticate(bool useCache, const std::string& login, const st
 unsigned GrexAuth::netAuthenticate(const std::string& login, const std::string& password,
                                    unsigned& gid) const
 {
-    gid = 0;
-    return sx::noThrow(failure, [&] {
-        if (holdsNul(login) ||
-            holdsNul(password)) { // a C string would send the half before the NUL
-            logNetFailure(wrongLogin());
-            return failure;
-        }
-        http::HttpService service(authURL_, connectTimeout_);
-        http::Session session;
-        const GrexDB db;
-        const unsigned status = service.openSession(login, password, session);
-        if (status == success) {
-            db.changeUser(GrexDB::ChangeOp::AddOrUpdate, GrexDB::cachefile_, login,
-                          session.UserGroup, password);
-            sx::fromString(session.UserGroup, gid, 10);
-            return success;
-        }
-        if (status == refused)
-            db.changeUser(GrexDB::ChangeOp::Remove, GrexDB::cachefile_, login, "", "");
-        logNetFailure(service.error().c_str());
-        return failure;
-    });
+    return askService(login, password, gid) == success ? success : failure;
 }
 
 bool GrexAuth::validateSession(const std::string& sessionId, std::string& user, unsigned& gid) const

@@ -37,27 +37,6 @@ using Op = GrexDB::ChangeOp;
 constexpr char prefix[] = "grex::__private__::GrexDB|";
 constexpr unsigned listingRight = 1; // the bit of a module's level
 
-bool isRecord(const std::string& line)
-{
-    return std::count(line.begin(), line.end(), colon) == 2;
-}
-
-bool isRecordOf(const std::string& line, const std::string& key)
-{
-    return line.compare(0, key.size(), key) == 0 && isRecord(line);
-}
-
-// The first record of `login`, or the end. With a colon in it "ann:1" would be the key of ann's
-// record.
-template <class AnyLines> auto findRecord(AnyLines& lines, const std::string& login)
-{
-    if (login.find(colon) != std::string::npos)
-        return lines.end();
-    const std::string key = login + colon;
-    return std::find_if(lines.begin(), lines.end(),
-                        [&](const std::string& line) { return isRecordOf(line, key); });
-}
-
 std::string signatureOf(const std::string& file)
 {
     return file + ".sig";
@@ -204,33 +183,33 @@ bool namesLoginsOnce(const std::vector<Change>& changes)
                        [&](const Change& change) { return logins.insert(change.login).second; });
 }
 
-bool prepareAll(PendingChanges& changes, Lines& lines)
+bool prepareAll(PendingChanges& changes, const FileCache& file)
 {
     return std::all_of(changes.begin(), changes.end(), [&](PendingChange& pending) {
-        return pending.prepare(findRecord(lines, pending.change().login) != lines.end());
+        return pending.prepare(file.findRecord(pending.change().login) != file.lines.end());
     });
 }
 
-bool applyAll(const PendingChanges& changes, Lines& lines)
+bool applyAll(const PendingChanges& changes, FileCache& file)
 {
     bool edited = false;
     for (const PendingChange& pending : changes)
-        edited = pending.apply(lines, findRecord(lines, pending.change().login)) || edited;
+        edited = pending.apply(file.lines, file.findRecord(pending.change().login)) || edited;
     return edited;
 }
 
 // Whether there is anything to do but the removal of nobody.
-bool changesAnything(const std::vector<Change>& changes, const Lines& lines)
+bool changesAnything(const std::vector<Change>& changes, const FileCache& file)
 {
     return std::any_of(changes.begin(), changes.end(), [&](const Change& change) {
-        return change.op != Op::Remove || findRecord(lines, change.login) != lines.end();
+        return change.op != Op::Remove || file.findRecord(change.login) != file.lines.end();
     });
 }
 
 void removeFromHeldLines(FileCache& file, const std::vector<Change>& changes)
 {
     for (const Change& change : changes) {
-        const auto record = findRecord(file.lines, change.login);
+        const auto record = file.findRecord(change.login);
         if (change.op == Op::Remove && record != file.lines.end())
             file.lines.erase(record);
     }
@@ -259,12 +238,20 @@ bool refreshUnderLock(const FileCache& file)
     return file.update();
 }
 
+bool saveOrLog(const std::string& name, const std::string& content)
+{
+    if (utils::saveFile(name, content, nullptr, false) == 1)
+        return true;
+    syslogErr(translate(prefix, "save file: '%s': %s"), name.c_str(), utils::errString().c_str());
+    return false;
+}
+
 // Writes and signs what the file's lines have become. A write that failed counts as done: the
 // callers' users must be able to go on with what is held. A signature that failed does not, as the
-// others would refuse the file.
+// others would refuse the file; nor does a write that memory is out for, of which no log tells.
 bool publish(const GrexDB& db, const FileCache& file)
 {
-    if (!db.saveFile(file.filename, join(file.lines)))
+    if (!saveOrLog(file.filename, join(file.lines)))
         return true;
     if (db.signFile(file.filename, signatureOf(file.filename)))
         return true;
@@ -285,11 +272,12 @@ Outcome changeLocked(const GrexDB& db, FileCache& file, const std::vector<Change
         removeFromHeldLines(file, changes);
         return Outcome::Failed;
     }
-    if (!refreshUnderLock(file) || !prepareAll(pending, file.lines))
+    if (!refreshUnderLock(file) || !prepareAll(pending, file))
         return Outcome::Failed;
-    // Forgotten while the lines are edited: those of an edit that memory ran out in are read anew.
+    // Forgotten while the lines are edited: those of an edit that memory ran out in are read anew,
+    // and no index of before is used.
     const long long time = std::exchange(file.modifTime, 0);
-    const bool isEdited = applyAll(pending, file.lines);
+    const bool isEdited = applyAll(pending, file);
     const bool isPublished = isEdited && publish(db, file);
     file.modifTime = time;
     if (!isEdited)
@@ -341,7 +329,7 @@ std::string GrexDB::findUserLine(const FileCache& file, const std::string& login
     return sx::noThrow(std::string(), [&] {
         if (!file.update())
             return std::string();
-        const auto record = findRecord(file.lines, login);
+        const auto record = file.findRecord(login);
         return record != file.lines.end() ? *record : std::string();
     });
 }
@@ -360,7 +348,7 @@ std::deque<std::string>::iterator GrexDB::findUser(const std::string& login) con
 {
     if (!userfile_.update())
         return userfile_.lines.end();
-    return sx::noThrow(userfile_.lines.end(), [&] { return findRecord(userfile_.lines, login); });
+    return sx::noThrow(userfile_.lines.end(), [&] { return userfile_.findRecord(login); });
 }
 
 bool GrexDB::userExists(const FileCache& file, const std::string& login) const
@@ -380,13 +368,7 @@ bool GrexDB::checkAccess(unsigned gid, unsigned bits)
 
 bool GrexDB::saveFile(const std::string& name, const std::string& content) const
 {
-    return sx::noThrow(false, [&] {
-        if (utils::saveFile(name, content, nullptr, false) == 1)
-            return true;
-        syslogErr(translate(prefix, "save file: '%s': %s"), name.c_str(),
-                  utils::errString().c_str());
-        return false;
-    });
+    return sx::noThrow(false, [&] { return saveOrLog(name, content); });
 }
 
 bool GrexDB::signFile(const std::string& file, const std::string& sigFile) const
@@ -424,10 +406,10 @@ bool GrexDB::changeUsers(FileCache& file, const std::vector<Change>& changes) co
     return sx::noThrow(false, [&] {
         if (!namesLoginsOnce(changes) || !refresh(file))
             return false;
-        if (!changesAnything(changes, file.lines))
+        if (!changesAnything(changes, file))
             return true;
         PendingChanges pending(changes.begin(), changes.end());
-        if (!prepareAll(pending, file.lines))
+        if (!prepareAll(pending, file))
             return false;
         const Outcome outcome = changeLocked(*this, file, changes, pending);
         // The lock is free again: the tool may use the library.
@@ -487,7 +469,8 @@ bool GrexDB::getUserList(unsigned gid, std::deque<std::string>& users) const
         }
         for (const std::string& line : userfile_.lines) {
             unsigned group = 0;
-            if (!isRecord(line) || !sx::fromString(sx::section(line, colon, 1), group, 10)) {
+            if (!FileCache::isRecord(line) ||
+                !sx::fromString(sx::section(line, colon, 1), group, 10)) {
                 syslogErr(translate(prefix, "wrong file format"));
                 return false;
             }

@@ -10,6 +10,7 @@
 #include "grex/grex_db.h"
 
 #include <algorithm>
+#include <string_view>
 #include <vector>
 
 namespace grex {
@@ -40,18 +41,29 @@ const std::deque<std::string>& moduleLines()
     return file.update() ? file.lines : none;
 }
 
+// Tells most lines of other modules at once, without a copy of their name: held lines are stripped,
+// so that the name comes first.
+bool canBeOf(std::string_view line, std::string_view module)
+{
+    return line.substr(0, module.size()) == module;
+}
+
 void readLevels(unsigned gid, std::map<std::string, unsigned>& table)
 {
+    const std::string* const only = table.size() == 1 ? &table.begin()->first : nullptr;
     const ModuleAccess access;
     std::map<std::string, bool> found;
+    std::string name;
     for (const std::string& line : moduleLines()) {
-        std::vector<std::string> name;
-        const std::string::size_type rest = sx::split(line, name, semicolon, 1);
-        const auto entry = table.find(sx::strip(name.front()));
+        if (only && !canBeOf(line, *only))
+            continue;
+        const std::string::size_type end = line.find(semicolon);
+        name.assign(line, 0, end);
+        const auto entry = table.find(sx::strip(name));
         if (entry == table.end() || !found.emplace(entry->first, true).second)
             continue;
         entry->second =
-            rest == std::string::npos ? 0 : access.parseModuleAccess(gid, line.substr(rest));
+            end == std::string::npos ? 0 : access.parseModuleAccess(gid, line.substr(end + 1));
         if (found.size() == table.size())
             return;
     }
@@ -135,7 +147,7 @@ bool ModuleAccess::exists(const std::string& module) const
     return sx::noThrow(false, [&] {
         const std::deque<std::string>& lines = moduleLines();
         return std::any_of(lines.begin(), lines.end(), [&](const std::string& line) {
-            return sx::strip(sx::section(line, semicolon, 0)) == module;
+            return canBeOf(line, module) && sx::strip(sx::section(line, semicolon, 0)) == module;
         });
     });
 }

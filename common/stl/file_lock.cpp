@@ -57,7 +57,9 @@ FileLock::~FileLock()
 
 FileLock::Attempt FileLock::attempt()
 {
-    Descriptor made = create();
+    // Memory may be out for it, so it comes before there is a lock file.
+    const std::string folder = utils::folderOf(name_);
+    Descriptor made = create(folder);
     if (made.isOpen())
         return lock(std::move(made));
     error_ = errno;
@@ -104,12 +106,12 @@ bool FileLock::isAtPath(int fd) const
 
 // The lock file gets the owner of its folder: one left behind by a killed root process locks no
 // other account out.
-Descriptor FileLock::create()
+Descriptor FileLock::create(const std::string& folder) const
 {
     Descriptor made(open(name_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600));
-    struct stat folder = {};
-    if (made.isOpen() && stat(utils::folderOf(name_).c_str(), &folder) == 0)
-        static_cast<void>(!fchown(made.get(), folder.st_uid, folder.st_gid));
+    struct stat status = {};
+    if (made.isOpen() && stat(folder.c_str(), &status) == 0)
+        static_cast<void>(!fchown(made.get(), status.st_uid, status.st_gid));
     return made;
 }
 

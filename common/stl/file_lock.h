@@ -40,7 +40,7 @@ private:
     Attempt attempt();
     Attempt lock(Descriptor file);
     bool isAtPath(int fd) const;
-    Descriptor create();
+    Descriptor create(const std::string& folder) const;
 
     std::string name_;
     Descriptor file_;

@@ -5,6 +5,7 @@
 
 #include <cstdarg>
 #include <cstdlib>
+#include <string_view>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -17,6 +18,47 @@ std::string closeOnExec(const char* mode)
 {
     return std::string(mode) + "e";
 }
+
+// Appends the lines of a file that comes in pieces.
+class LineReader {
+public:
+    using Keep = bool (*)(std::string&);
+
+    LineReader(std::deque<std::string>& lines, Keep keep) : lines_(lines), keep_(keep) {}
+
+    void add(std::string_view piece)
+    {
+        while (!piece.empty()) {
+            const std::string_view::size_type end = piece.find('\n');
+            std::string& line = isOpen_ ? lines_.back().append(piece.substr(0, end))
+                                        : lines_.emplace_back(piece.substr(0, end));
+            isOpen_ = end == std::string_view::npos;
+            if (isOpen_)
+                return;
+            if (!line.empty() && line.back() == '\r')
+                line.pop_back();
+            settle(line);
+            piece.remove_prefix(end + 1);
+        }
+    }
+
+    void finish()
+    {
+        if (isOpen_)
+            settle(lines_.back());
+    }
+
+private:
+    void settle(std::string& line)
+    {
+        if (!keep_(line))
+            lines_.pop_back();
+    }
+
+    std::deque<std::string>& lines_;
+    Keep keep_;
+    bool isOpen_ = false; // whether the last line goes on in the next piece
+};
 
 } // namespace
 
@@ -199,6 +241,25 @@ bool FileStream::readAll(std::string& text, bool normalise)
             text += '\n';
     }
     return read == Read::End;
+}
+
+bool FileStream::readLines(std::deque<std::string>& lines, bool (*keep)(std::string&))
+{
+    if (!usable())
+        return false;
+    constexpr std::size_t pieceSize = 65536;
+    const std::unique_ptr<char[]> piece(new char[pieceSize]);
+    LineReader reader(lines, keep);
+    std::size_t length = pieceSize;
+    while (length == pieceSize) { // short at the end of the file and after an error alone
+        length = std::fread(piece.get(), 1, pieceSize, file_.get());
+        reader.add({piece.get(), length});
+    }
+    reader.finish();
+    if (std::ferror(file_.get()) == 0)
+        return true;
+    std::clearerr(file_.get());
+    return failed(translate(prefix, "file read error"));
 }
 
 bool FileStream::readAll(std::vector<unsigned char>& bytes)

@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdio>
+#include <deque>
 #include <memory>
 #include <string>
 #include <vector>
@@ -67,6 +68,10 @@ public:
     /// its line end removed, gets one "\n"; otherwise the text is appended as it is. Error: "file
     /// read error".
     bool readAll(std::string& text, bool normalise);
+    /// Appends the rest of the file line by line, as getline() with `strip` would give them, and
+    /// faster. `keep` may change a line, and drops it by answering false. Error: "file read error",
+    /// with the lines before it appended.
+    bool readLines(std::deque<std::string>& lines, bool (*keep)(std::string&));
     /// Appends the rest of the file as bytes. Error: "file error: fread()".
     bool readAll(std::vector<unsigned char>& bytes);
 

@@ -87,9 +87,9 @@ private:
 
 // After a power loss the new name must lead to the new file. Not every file system can do it, and
 // the change is made either way, so a failure is nobody's.
-void syncFolderOf(const std::string& path)
+void syncFolder(const std::string& folder)
 {
-    const int fd = open(folderOf(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const int fd = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (fd < 0)
         return;
     static_cast<void>(::fsync(fd));
@@ -121,6 +121,7 @@ bool publish(TempFile& file, FileStream& out, const std::string& path, long long
 
 template <class Write> int save(const std::string& path, Write write, long long* mtime, bool ms)
 {
+    const std::string folder = folderOf(path); // what memory may be out for comes before the rename
     TempFile file(path);
     if (!file.exists())
         return -1;
@@ -134,7 +135,7 @@ template <class Write> int save(const std::string& path, Write write, long long*
         const std::string reason = out.error().empty() ? std::strerror(errno) : out.error();
         return failed(sx::sprintf("save file fail: %s: %s", path.c_str(), reason.c_str()));
     }
-    syncFolderOf(path);
+    syncFolder(folder);
     return 1;
 }
 
@@ -226,18 +227,15 @@ int readFile(const std::string& path, long t, std::vector<unsigned char>& data)
 int readFile(const std::string& path, long t, std::deque<std::string>& lines)
 {
     long long seen = t;
-    return readNewerFile(path, seen, lines);
+    return readNewerFile(path, seen, lines, [](std::string&) { return true; });
 }
 
-int readNewerFile(const std::string& path, long long& t, std::deque<std::string>& lines)
+int readNewerFile(const std::string& path, long long& t, std::deque<std::string>& lines,
+                  bool (*keep)(std::string&))
 {
     std::deque<std::string> fresh;
-    const int result = readIfNewer(path, t, [&](FileStream& in) {
-        std::string line;
-        while (in.getline(line, true))
-            fresh.push_back(line);
-        return in.error().empty();
-    });
+    const int result =
+        readIfNewer(path, t, [&](FileStream& in) { return in.readLines(fresh, keep); });
     if (result == 1)
         lines.swap(fresh);
     return result;

@@ -46,8 +46,9 @@ GREX_API int readFile(const std::string& path, long t, std::vector<unsigned char
 GREX_API int readFile(const std::string& path, long t, std::deque<std::string>& lines);
 /// The line form for readers who keep what they read: on 1, `t` becomes the time that the file had
 /// when reading began. Asked for afterwards, the time could be that of a newer file, whose lines
-/// would never be read.
-GREX_API int readNewerFile(const std::string& path, long long& t, std::deque<std::string>& lines);
+/// would never be read. `keep` may change a line, and drops it by answering false.
+GREX_API int readNewerFile(const std::string& path, long long& t, std::deque<std::string>& lines,
+                           bool (*keep)(std::string&));
 
 /// Makes `path`.XXXXXX with mkstemp(3), mode 0600, close-on-exec. The descriptor is the caller's;
 /// -1 when failed. `tmpName` is set in both cases.
