@@ -41,10 +41,3 @@ function(grex_use_build_flags target)
     set_target_properties(${target} PROPERTIES
         POSITION_INDEPENDENT_CODE ON CXX_EXTENSIONS OFF C_EXTENSIONS OFF)
 endfunction()
-
-# A folder that has no CMakeLists.txt yet is left out.
-function(grex_add_folder folder)
-    if(EXISTS "${PROJECT_SOURCE_DIR}/${folder}/CMakeLists.txt")
-        add_subdirectory(${folder})
-    endif()
-endfunction()

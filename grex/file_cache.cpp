@@ -126,9 +126,11 @@ bool FileCache::isIndexed() const
         return false;
     if (modifTime == 0 || modifTime != index_.modifTime || lines.size() != index_.lineCount)
         index_ = {modifTime, lines.size(), 0, {}};
-    if (index_.slots.empty() && (modifTime == 0 || index_.lookups++ < lookupsWithout))
+    if (!index_.slots.empty())
+        return true;
+    if (modifTime == 0 || index_.lookups++ < lookupsWithout)
         return false;
-    return !index_.slots.empty() || sx::noThrow(false, [this] {
+    return sx::noThrow(false, [this] {
         buildIndex();
         return true;
     });

@@ -14,9 +14,9 @@
 /// stripped of white space at both ends, without empty lines and without lines that begin with '#'.
 ///
 /// A larger file that stands unchanged while it is asked for records is indexed by login. The index
-/// is used while `modifTime` and the number of lines are as when it was made, and an
-/// answer from it is checked against its line. Code that edits `lines` and keeps their number
-/// therefore sets `modifTime` to 0. Not for several threads.
+/// is used while `modifTime` and the number of lines are as when it was made, and an answer from it
+/// is checked against its line. Code that edits `lines` and keeps their number therefore sets
+/// `modifTime` to 0. Not for several threads.
 class GREX_API FileCache {
 public:
     /// Bound to no file.

@@ -11,7 +11,8 @@ packages_for() {
         clang-14 libclang-rt-14-dev mandoc ;;
     lint) echo clang-format-14 clang-tidy-14 shellcheck mandoc abigail-tools ;;
     fuzz) echo clang-14 libclang-rt-14-dev llvm-14 ;;
-    bench) echo libbenchmark-dev libcdb-dev libpam-pwdfile libssl-dev python3 ;;
+    bench) echo libbenchmark-dev libcdb-dev libpam-pwdfile libnss-wrapper libuser1-dev libssl-dev \
+        python3 ;;
     package) echo debhelper lintian dpkg-dev fakeroot debootstrap ;;
     *) echo "no packages are known for '$1'" >&2; return 1 ;;
     esac

@@ -26,6 +26,7 @@ public:
 
     bool isOpen() const { return fd_ >= 0; }
     int get() const { return fd_; }
+    int release() { return std::exchange(fd_, -1); }
 
 private:
     int fd_ = -1;

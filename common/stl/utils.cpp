@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "common/stl/utils.h"
 
+#include "common/stl/descriptor.h"
 #include "common/stl/file_stream.h"
 #include "common/stl/sx.h"
 
@@ -40,16 +41,15 @@ long long timeOf(const struct stat& status, bool ms)
 // give the new file's time for the old file's content, and the change would go unseen.
 template <class Read> int readIfNewer(const std::string& path, long long& t, Read read)
 {
-    FileStream in(path, "r");
-    if (!in.isOpen())
-        return failed(in.error());
+    sx::Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
     errno = 0;
-    const long long time = fileModifTime(in.fd(), false);
-    if (time <= 0)
+    const long long time = file.isOpen() ? fileModifTime(file.get(), false) : 0;
+    if (file.isOpen() && time <= 0)
         return failed(errno);
-    if (time == t)
-        return 0;
-    if (!read(in))
+    if (file.isOpen() && time == t)
+        return 0; // as most calls end: a stream is made only of what is read
+    FileStream in(file.release(), "r");
+    if (!in.isOpen() || !read(in))
         return failed(in.error());
     t = time;
     return 1;

@@ -1,0 +1,175 @@
+// SPDX-License-Identifier: Apache-2.0
+// The removal of a user: the library; the same steps by hand, each as cheap as it can be made; and
+// libuser, which rewrites passwd, shadow and group files without a signature.
+#include "support.h"
+
+#include "grex/grex_db.h"
+
+#include <cstdlib>
+#include <fcntl.h>
+#include <filesystem>
+#include <openssl/evp.h>
+#include <stdexcept>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#ifdef HAVE_LIBUSER
+extern "C" {
+#include <libuser/user.h>
+}
+#endif
+
+namespace {
+
+using grex::__private__::GrexDB;
+
+// A copy of the generated file that may be rewritten.
+std::string copyOf(const std::string& path, const char* suffix)
+{
+    std::string copy = path + suffix;
+    std::filesystem::copy_file(path, copy, std::filesystem::copy_options::overwrite_existing);
+    return copy;
+}
+
+void grexRemoval(benchmark::State& state)
+{
+    const auto users = static_cast<std::size_t>(state.range(0));
+    bench::useFiles(users);
+    const GrexDB db;
+    FileCache& file = GrexDB::userfile_;
+    file.setFilename(copyOf(bench::usersFile(users), ".ours"));
+    std::size_t last = users;
+    for ([[maybe_unused]] auto unused : state) {
+        const std::string login = bench::loginOf(--last);
+        if (db.findUserLine(file, login).empty()) // reads what the last removal wrote
+            return state.SkipWithError("not there");
+        bool isRemoved = false;
+        bench::timeOnTheWall(state, [&] {
+            isRemoved = db.changeUser(GrexDB::ChangeOp::Remove, file, login, "", "");
+        });
+        if (!isRemoved || !db.findUserLine(file, login).empty())
+            return state.SkipWithError("not removed");
+    }
+}
+
+void replaceFile(const std::string& path, const std::string& text)
+{
+    std::string name = path + ".XXXXXX";
+    const int fd = mkostemp(name.data(), O_CLOEXEC);
+    const bool isWritten = write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+    if (!isWritten || fsync(fd) != 0 || fchmod(fd, 0644) != 0 ||
+        std::rename(name.c_str(), path.c_str()) != 0)
+        throw std::runtime_error("cannot replace " + path);
+    close(fd);
+    const int folder = open(bench::folder().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    fsync(folder);
+    close(folder);
+}
+
+std::string checksum(const std::string& text)
+{
+    unsigned char digest[EVP_MAX_MD_SIZE];
+    unsigned length = 0;
+    EVP_Digest(text.data(), text.size(), digest, &length, EVP_md5(), nullptr);
+    std::string digits;
+    for (unsigned i = 0; i < length; ++i)
+        for (const int shift : {4, 0})
+            digits += "0123456789abcdef"[digest[i] >> shift & 0xf];
+    return digits + '\n';
+}
+
+void removalByHand(benchmark::State& state)
+{
+    const std::string& original = bench::usersFile(static_cast<std::size_t>(state.range(0)));
+    const std::string path = copyOf(original, ".peer");
+    std::deque<std::string> lines;
+    for ([[maybe_unused]] auto unused : state)
+        bench::timeOnTheWall(state, [&] {
+            bench::readWithGetline(path, lines);
+            lines.pop_back();
+            std::string text;
+            text.reserve(lines.size() * 128);
+            for (const std::string& line : lines)
+                (text += line) += '\n';
+            replaceFile(path, text);
+            replaceFile(path + ".sig", checksum(text));
+            benchmark::DoNotOptimize(std::system(GREX_SYNC_TOOL));
+        });
+}
+
+void sizes(benchmark::internal::Benchmark* benchmark)
+{
+    benchmark->Arg(1000)->Arg(100000)->Iterations(8)->UseManualTime();
+}
+
+BENCHMARK(grexRemoval)->Apply(sizes);
+BENCHMARK(removalByHand)->Apply(sizes);
+
+#ifdef HAVE_LIBUSER
+
+// A folder with the files of `users` accounts, and a configuration that names it.
+std::string makeAccounts(std::size_t users)
+{
+    std::string path = bench::folder() + "/accounts";
+    std::filesystem::create_directories(path);
+    std::string accounts;
+    std::string shadows;
+    for (std::size_t i = 0; i < users; ++i) {
+        const std::string id = std::to_string(20000 + i);
+        accounts += bench::loginOf(i) + ":x:" + id + ":" + id + "::/:/bin/sh\n";
+        shadows += bench::loginOf(i) + ':' + bench::hash() + ":19000:0:99999:7:::\n";
+    }
+    bench::writeText(path + "/passwd", accounts);
+    bench::writeText(path + "/shadow", shadows);
+    bench::writeText(path + "/group", "users:x:100:\n");
+    bench::writeText(path + "/gshadow", "users:*::\n");
+    std::string settings = "[defaults]\nmodules = files shadow\ncreate_modules = files shadow\n";
+    for (const char* const section : {"[files]", "[shadow]"}) {
+        settings += section;
+        settings += "\nnonroot = yes\ndirectory = ";
+        settings += path;
+        settings += '\n';
+    }
+    bench::writeText(path + "/libuser.conf", settings);
+    setenv("LIBUSER_CONF", (path + "/libuser.conf").c_str(), 1);
+    return path;
+}
+
+bool removeAccount(lu_context* context, const std::string& login)
+{
+    lu_error* error = nullptr;
+    lu_ent* const entity = lu_ent_new();
+    const bool isRemoved = lu_user_lookup_name(context, login.c_str(), entity, &error) &&
+                           lu_user_delete(context, entity, &error);
+    lu_ent_free(entity);
+    if (error)
+        lu_error_free(&error);
+    return isRemoved;
+}
+
+void libuserRemoval(benchmark::State& state)
+{
+    std::size_t last = static_cast<std::size_t>(state.range(0));
+    makeAccounts(last);
+    lu_error* error = nullptr;
+    lu_context* const context =
+        lu_start(nullptr, lu_user, nullptr, nullptr, lu_prompt_console_quiet, nullptr, &error);
+    for ([[maybe_unused]] auto unused : state) {
+        bool isRemoved = false;
+        bench::timeOnTheWall(
+            state, [&] { isRemoved = context && removeAccount(context, bench::loginOf(--last)); });
+        if (!isRemoved) {
+            state.SkipWithError(error ? lu_strerror(error) : "not removed");
+            break;
+        }
+    }
+    if (context)
+        lu_end(context);
+}
+BENCHMARK(libuserRemoval)->Apply(sizes);
+
+#endif
+
+} // namespace
+
+BENCHMARK_MAIN();
