@@ -65,7 +65,7 @@ test_tar() {
         mkdir "$folder"
         tar -C "$folder" --strip-components=1 -xzf "$1"
         PATH=$folder/bin:$PATH PKG_CONFIG_PATH=$folder/lib/pkgconfig \
-            try_clients "$work/element" "$2" "-DCMAKE_PREFIX_PATH=$folder"
+            try_clients "$work/element" "$(realpath "$2")" "-DCMAKE_PREFIX_PATH=$folder"
         rm -rf "$folder" # so that the second does not live on the first
     done
 }
@@ -77,7 +77,7 @@ list_files() {
 }
 
 test_debs() {
-    local root=$work/root mirror apt=(env DEBIAN_FRONTEND=noninteractive apt-get -qq -y --no-install-recommends)
+    local root=$work/root mirror apt=(env DEBIAN_FRONTEND=noninteractive apt-get -qq -y --no-install-recommends -o Dpkg::Use-Pty=0)
     in_root() { chroot "$root" "$@"; }
     mirror=$(apt-get indextargets --format "\$(REPO_URI)" 'Created-By: Packages' 'Codename: bookworm' | head -n 1)
     debootstrap --variant=minbase --include=g++,make,cmake,pkgconf,pamtester bookworm "$root" "$mirror" >"$work/log" ||
