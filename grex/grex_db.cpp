@@ -215,9 +215,11 @@ void removeFromHeldLines(FileCache& file, const std::vector<Change>& changes)
     }
 }
 
-// What a change starts from. A file that is there but cannot be read would be lost by a rewrite.
+// What a change starts from: the file, as what is held is ahead of it after a write or a lock that
+// failed. A file that is there but cannot be read would be lost by a rewrite.
 bool refresh(const FileCache& file)
 {
+    file.modifTime = 0;
     if (file.update())
         return true;
     if (!holdsNoFile(file.filename))

@@ -7,7 +7,6 @@
 #include <curl/curl.h>
 #include <dlfcn.h>
 #include <sys/auxv.h>
-#undef curl_easy_setopt
 
 Outside outside;
 
@@ -19,7 +18,8 @@ std::string hashOf(const std::string& password, const char* setting)
 
 extern "C" {
 
-void plainVsyslog(int priority, const char* format, va_list args) __asm__("vsyslog");
+void plainVsyslog(int priority, const char* format, va_list args) __asm__("vsyslog")
+    __attribute__((format(printf, 2, 0)));
 void plainVsyslog(int priority, const char* format, va_list args)
 {
     char text[4096];
@@ -27,7 +27,8 @@ void plainVsyslog(int priority, const char* format, va_list args)
     outside.log += std::to_string(priority) + " " + text + "\n";
 }
 // What vsyslog becomes under _FORTIFY_SOURCE.
-void checkedVsyslog(int priority, int, const char* format, va_list args) __asm__("__vsyslog_chk");
+void checkedVsyslog(int priority, int, const char* format, va_list args) __asm__("__vsyslog_chk")
+    __attribute__((format(printf, 3, 0)));
 void checkedVsyslog(int priority, int, const char* format, va_list args)
 {
     plainVsyslog(priority, format, args);
@@ -76,9 +77,10 @@ unsigned long getauxval(unsigned long type) noexcept
     static const auto ask = reinterpret_cast<decltype(&getauxval)>(dlsym(RTLD_NEXT, "getauxval"));
     return type == AT_SECURE ? outside.hasBorrowedRights : ask(type);
 }
-CURLcode curl_easy_setopt(CURL* handle, CURLoption option, ...)
+CURLcode setOption(CURL* handle, int option, ...) __asm__("curl_easy_setopt");
+CURLcode setOption(CURL* handle, int option, ...)
 {
-    using Set = CURLcode(CURL*, CURLoption, ...);
+    using Set = CURLcode(CURL*, int, ...);
     static const auto set = reinterpret_cast<Set*>(dlsym(RTLD_NEXT, "curl_easy_setopt"));
     va_list args;
     va_start(args, option);
