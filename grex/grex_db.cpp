@@ -186,7 +186,10 @@ bool namesLoginsOnce(const std::vector<Change>& changes)
 bool prepareAll(PendingChanges& changes, const FileCache& file)
 {
     return std::all_of(changes.begin(), changes.end(), [&](PendingChange& pending) {
-        return pending.prepare(file.findRecord(pending.change().login) != file.lines.end());
+        const Change& change = pending.change();
+        // A removal is prepared alike whether there is a record or none, and saves the look.
+        return pending.prepare(change.op != Op::Remove &&
+                               file.findRecord(change.login) != file.lines.end());
     });
 }
 

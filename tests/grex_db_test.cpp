@@ -211,10 +211,11 @@ TEST_F(GrexDBTest, LocksWhatItChangesUntilTheToolStarts)
     const std::string text = read("users");
     fs::create_directory(users + ".lock"); // a lock that cannot be had
     outside = {};
-    EXPECT_FALSE(db().removeUser("ann") || db().addUser("late", 1, "pw"));
+    EXPECT_FALSE(db().removeUser("ann"));
+    EXPECT_FALSE(db().userExists(GrexDB::userfile_, "ann")); // not admitted by this process
+    EXPECT_FALSE(db().addUser("late", 1, "pw"));
     IS(ALL(cannot("lock", strerror(EISDIR)) + cannot("lock", strerror(EISDIR)), text, ""), logged(),
        read("users"), outside.commands);
-    EXPECT_FALSE(db().userExists(GrexDB::userfile_, "ann")); // not admitted by this process
 
     fs::remove(users + ".lock");
     const int lock =

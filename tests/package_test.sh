@@ -41,8 +41,7 @@ target_link_libraries(login_prompt grex::grex)
 CMAKE
 cmake "$@" -B cmake >/dev/null && cmake --build cmake >/dev/null
 mkdir pkgconfig
-eval "flags=($(pkg-config --cflags --libs grex))" # a blank in a path has a backslash
-flags+=("-Wl,-rpath,$(pkg-config --variable=libdir grex)")
+eval "flags=($(pkg-config --cflags --libs grex) -Wl,-rpath,$(pkg-config --variable=libdir grex))" # blanks have a backslash
 gcc -std=c99 -Wall -Werror group_list.c "${flags[@]}" -o pkgconfig/group_list
 g++ -std=c++17 -Wall -Werror login_prompt.cpp "${flags[@]}" -o pkgconfig/login_prompt
 for clients in cmake pkgconfig; do
@@ -77,7 +76,8 @@ list_files() {
 }
 
 test_debs() {
-    local root=$work/root mirror apt=(env DEBIAN_FRONTEND=noninteractive apt-get -qq -y --no-install-recommends -o Dpkg::Use-Pty=0)
+    local root=$work/root mirror
+    local apt=(env DEBIAN_FRONTEND=noninteractive apt-get -qq -y --no-install-recommends -o Dpkg::Use-Pty=0)
     in_root() { chroot "$root" "$@"; }
     mirror=$(apt-get indextargets --format "\$(REPO_URI)" 'Created-By: Packages' 'Codename: bookworm' | head -n 1)
     debootstrap --variant=minbase --include=g++,make,cmake,pkgconf,pamtester bookworm "$root" "$mirror" >"$work/log" ||
