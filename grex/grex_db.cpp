@@ -18,6 +18,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <set>
+#include <sys/auxv.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
@@ -209,8 +210,11 @@ bool changesAnything(const std::vector<Change>& changes, const FileCache& file)
     });
 }
 
+// So that this process admits nobody by a record that it was told to remove.
 void removeFromHeldLines(FileCache& file, const std::vector<Change>& changes)
 {
+    if (!holdsNoFile(file.filename))
+        file.update();
     for (const Change& change : changes) {
         const auto record = file.findRecord(change.login);
         if (change.op == Op::Remove && record != file.lines.end())
@@ -218,21 +222,17 @@ void removeFromHeldLines(FileCache& file, const std::vector<Change>& changes)
     }
 }
 
-// What a change starts from: the file, as what is held is ahead of it after a write or a lock that
-// failed. A file that is there but cannot be read would be lost by a rewrite.
-bool refresh(const FileCache& file)
+// Reads the file for a look that tells what is refused anyway. What is held may be ahead of the
+// file, after a write or a lock that failed, and stays as it is: somebody whose record was to be
+// removed must not come back by it. False for a file that is there but cannot be read: a rewrite
+// would lose it.
+bool lookAt(const std::string& filename, FileCache& look)
 {
-    file.modifTime = 0;
-    if (file.update())
-        return true;
-    if (!holdsNoFile(file.filename))
-        return false;
-    file.lines.clear();
-    return true;
+    return look.setFilename(filename) || holdsNoFile(filename);
 }
 
-// The same whatever the file's time; what the first look has logged of a missing file is not logged
-// again.
+// What a change starts from, whatever the file's time; what the first look has logged of a missing
+// file is not logged again.
 bool refreshUnderLock(const FileCache& file)
 {
     file.modifTime = 0;
@@ -300,6 +300,26 @@ void makeCacheFile(const GrexDB& db, const std::string& name)
     if (db.saveFile(name, ""))
         db.signFile(name, signatureOf(name));
 }
+
+// In a process with more rights than its caller (su, sudo and passwd through PAM) the environment
+// is the caller's, and PATH would choose the programs that the synchronisation tool runs with our
+// rights.
+class CallersEnvironmentHidden {
+public:
+    CallersEnvironmentHidden() : before_(environ)
+    {
+        if (getauxval(AT_SECURE) != 0)
+            environ = fixed_;
+    }
+    ~CallersEnvironmentHidden() { environ = before_; }
+    CallersEnvironmentHidden(const CallersEnvironmentHidden&) = delete;
+    CallersEnvironmentHidden& operator=(const CallersEnvironmentHidden&) = delete;
+
+private:
+    char path_[48] = "PATH=/usr/sbin:/usr/bin:/sbin:/bin";
+    char* fixed_[2] = {path_, nullptr};
+    char** before_;
+};
 
 std::string groupLine(unsigned gid)
 {
@@ -387,6 +407,7 @@ bool GrexDB::signFile(const std::string& file, const std::string& sigFile) const
 int GrexDB::syncFiles() const
 {
     syslogDebug2(translate(prefix, "sync grex files"));
+    const CallersEnvironmentHidden hidden;
     return std::system(GREX_SYNC_TOOL);
 }
 
@@ -409,13 +430,16 @@ bool GrexDB::changeUser(ChangeOp::Op op, FileCache& file, const std::string& log
 bool GrexDB::changeUsers(FileCache& file, const std::vector<Change>& changes) const
 {
     return sx::noThrow(false, [&] {
-        if (!namesLoginsOnce(changes) || !refresh(file))
-            return false;
-        if (!changesAnything(changes, file))
-            return true;
         PendingChanges pending(changes.begin(), changes.end());
-        if (!prepareAll(pending, file))
-            return false;
+        {
+            FileCache look;
+            if (!namesLoginsOnce(changes) || !lookAt(file.filename, look))
+                return false;
+            if (!changesAnything(changes, look))
+                return true;
+            if (!prepareAll(pending, look))
+                return false;
+        }
         const Outcome outcome = changeLocked(*this, file, changes, pending);
         // The lock is free again: the tool may use the library.
         if (outcome == Outcome::Changed)

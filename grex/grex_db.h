@@ -69,7 +69,9 @@ public:
     /// Writes the signature of `file` into `sigFile`; false, nothing written, for a file that is
     /// empty or unreadable.
     bool signFile(const std::string& file, const std::string& sigFile) const;
-    /// Runs the synchronisation tool and waits for it; the status is system(3)'s.
+    /// Runs the synchronisation tool and waits for it; the status is system(3)'s. In a process with
+    /// more rights than its caller (getauxval(AT_SECURE) is not 0) the tool gets no environment but
+    /// a fixed PATH.
     int syncFiles() const;
 
     /// Makes one change of `file`: writes it, signs it and runs the synchronisation tool. False
