@@ -7,13 +7,13 @@ packages_for() {
     case $1 in
     build) echo g++ cmake ninja-build pkg-config libcurl4-openssl-dev libxml2-dev libcrypt-dev libcap-dev \
         libpam0g-dev libcli11-dev nlohmann-json3-dev libcpp-httplib-dev libssl-dev gettext curl openssl ;;
-    tests) echo libgtest-dev pamtester libpam-wrapper gsoap libgsoap-dev python3-zeep python3 libcap2-bin strace gdb util-linux \
-        clang-14 libclang-rt-14-dev mandoc ;;
-    lint) echo clang-format-14 clang-tidy-14 shellcheck mandoc abigail-tools ;;
+    tests) echo libgtest-dev pamtester libpam-wrapper gsoap libgsoap-dev python3-zeep python3 libcap2-bin strace gdb \
+        util-linux clang-14 libclang-rt-14-dev llvm-14 mandoc doxygen ;;
+    lint) echo clang-format-14 clang-tidy-14 shellcheck mandoc abigail-tools xz-utils ;;
     fuzz) echo clang-14 libclang-rt-14-dev llvm-14 ;;
     bench) echo libbenchmark-dev libcdb-dev libpam-pwdfile libnss-wrapper libuser1-dev libssl-dev \
         python3 ;;
-    package) echo debhelper lintian dpkg-dev fakeroot debootstrap ;;
+    package) echo build-essential debhelper lintian dpkg-dev debootstrap xz-utils ;;
     *) echo "no packages are known for '$1'" >&2; return 1 ;;
     esac
 }

@@ -18,8 +18,8 @@ from pathlib import Path
 
 EXAMPLE = re.compile(r'^\.\\" example: (\w+) ?(\S*)\n\.Bd [^\n]*\n(.*?)^\.Ed$', re.M | re.S)
 # What examples name, and what that is in the folder of the test.
-NAMES = {"/var/opt/borea/etc": "{top}/var", "/opt/borea/etc": "{top}/etc", "/usr/share/locale": "{top}/usr/share/locale",
-         "pam_grex.so": "{module} config_dir={top}/etc"}
+NAMES = {"/var/opt/borea/etc": "{top}/var", "/opt/borea/etc": "{top}/etc",
+         "/usr/share/locale": "{top}/usr/share/locale", "pam_grex.so": "{module} config_dir={top}/etc"}
 PAMTESTER = """env LD_PRELOAD="$PAM_TEST_PRELOAD libpam_wrapper.so" ASAN_OPTIONS=detect_leaks=0 PAM_WRAPPER=1 \
     PAM_WRAPPER_DISABLE_DEEPBIND=1 PAM_WRAPPER_SERVICE_DIR="%s/pam.d" /usr/bin/pamtester"""
 HERE = '''
@@ -93,7 +93,8 @@ def undocumented(source, element):
         options, _, below = text.partition("\nSubcommands:\n")
         inner = [f"{command} {name}".strip() for name in re.findall(r"^  ([a-z]+)  ", below, re.M)]
         commands += inner
-        named = ["Ic " + name for name in inner] + ["Fl -" + name for name in re.findall(r"^  .*?--([a-z-]+)", options, re.M)]
+        named = ["Ic " + name for name in inner]
+        named += ["Fl -" + name for name in re.findall(r"^  .*?--([a-z-]+)", options, re.M)]
         named += ["Cm " + name for name in re.findall(r"^  ([a-z]+-?[a-z-]+)  ", options, re.M)]
         yield from (f"grexctl.1 says nothing of '{name}'" for name in named if name not in source.replace("\\-", "-"))
     if len(commands) < 10:

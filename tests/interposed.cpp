@@ -53,7 +53,7 @@ int isatty(int) noexcept
 int system(const char* command)
 {
     outside.commands += command + "\n"_s;
-    outside.onCommand();
+    std::exchange(outside.onCommand, [] {})();
     return 0x700;
 }
 char* crypt(const char* phrase, const char* setting) noexcept

@@ -2,10 +2,11 @@
 #ifndef GREX_TESTS_LOOPBACK_H
 #define GREX_TESTS_LOOPBACK_H
 
+#include "common/stl/sx.h"
 #include "grex/http/http_service.h"
 
 #include <httplib.h>
-#include <regex>
+#include <sstream>
 
 /// A server on loopback that gives one answer to all requests: 200 with this body.
 template <class Server = httplib::Server> class Loopback : public Server {
@@ -45,7 +46,14 @@ private:
 /// "a=1 b=2" as elements; texts without blanks.
 inline std::string xml(const std::string& fields)
 {
-    return std::regex_replace(fields, std::regex("(\\w+)=(\\S*) ?"), "<$1>$2</$1>");
+    std::istringstream words(fields);
+    std::string text, name, value;
+    for (; std::getline(words, name, '='); value.clear()) {
+        if (words.peek() != EOF)
+            std::getline(words, value, ' ');
+        text += sx::sprintf("<%s>%s</%s>", name.c_str(), value.c_str(), name.c_str());
+    }
+    return text;
 }
 inline std::string sessionXml(const std::string& domain, const std::string& group)
 {

@@ -5,14 +5,15 @@
 #     package_test.sh tar FILE EXAMPLES   the tar file, unpacked into two folders, with the clients in EXAMPLES
 #     package_test.sh debs FOLDER         the packages of FOLDER, in an empty Debian 12 made for it; as root
 set -euo pipefail
+unset CMAKE_GENERATOR # of the machine, not of the new one
 
 work=$(mktemp -d)
 trap 'rm -rf --one-file-system "$work"' EXIT
 
 fail() { echo "package_test.sh: $*" >&2; exit 1; }
 
-# try_clients ELEMENT EXAMPLES [CMAKE-OPTION...], where in_root runs: an element below the folder ELEMENT, a user added by
-# the tool, and the examples as they are built with pkg-config and with CMake.
+# try_clients ELEMENT EXAMPLES [CMAKE-OPTION...], where in_root runs: an element below the folder ELEMENT, a user that
+# the tool adds, and the examples as they are built with pkg-config and with CMake.
 try_clients() {
     in_root bash -euo pipefail -s "$@" <<'CLIENTS'
 element=$1 examples=$2
@@ -30,23 +31,19 @@ grexctl=(grexctl --config-dir "$config")
 "${grexctl[@]}" check >&2
 
 cp "$examples"/{group_list.c,login_prompt.cpp,seed.h} .
-cat >CMakeLists.txt <<'CMAKE'
-cmake_minimum_required(VERSION 3.25)
-project(clients C CXX)
-find_package(libgrex 1.0 CONFIG REQUIRED)
-add_executable(group_list group_list.c)
-add_executable(login_prompt login_prompt.cpp)
-target_link_libraries(group_list grex::grex)
-target_link_libraries(login_prompt grex::grex)
-CMAKE
-cmake "$@" -B cmake >/dev/null && cmake --build cmake >/dev/null
+printf '%s\n' 'cmake_minimum_required(VERSION 3.25)' 'project(clients C CXX)' 'find_package(libgrex 1.0 CONFIG REQUIRED)' \
+    'add_executable(group_list group_list.c)' 'target_link_libraries(group_list grex::grex)' \
+    'add_executable(login_prompt login_prompt.cpp)' 'target_link_libraries(login_prompt grex::grex)' >CMakeLists.txt
+cmake "$@" -B cmake >/dev/null
+cmake --build cmake >/dev/null
 mkdir pkgconfig
-eval "flags=($(pkg-config --cflags --libs grex) -Wl,-rpath,$(pkg-config --variable=libdir grex))" # blanks have a backslash
+# A blank in a path has a backslash.
+eval "flags=($(pkg-config --cflags --libs grex) -Wl,-rpath,$(pkg-config --variable=libdir grex))"
 gcc -std=c99 -Wall -Werror group_list.c "${flags[@]}" -o pkgconfig/group_list
 g++ -std=c++17 -Wall -Werror login_prompt.cpp "${flags[@]}" -o pkgconfig/login_prompt
 for clients in cmake pkgconfig; do
     groups=$($clients/group_list)
-    [[ -n $element || $(wc -l <<<"$groups") == 4 ]] || { echo "$clients: groups '$groups'" >&2; exit 1; }
+    [[ -n $element || $(grep -c ":Fixed Group" <<<"$groups") == 4 ]] || { echo "$clients: groups '$groups'" >&2; exit 1; }
     printf '%s\n' ann "ann's secret" | $clients/login_prompt http "$config" 2>&1 | grep 'welcome, ann of group Admin'
 done
 [[ -z $element ]] || exit 0 # PAM has no other paths
@@ -81,15 +78,13 @@ test_debs() {
     in_root() { chroot "$root" "$@"; }
     mirror=$(apt-get indextargets --format "\$(REPO_URI)" 'Created-By: Packages' 'Codename: bookworm' | head -n 1)
     debootstrap --variant=minbase --include=g++,make,cmake,pkgconf,pamtester bookworm "$root" "$mirror" >"$work/log" ||
-        { tail -n 20 "$work/log" >&2; fail "no empty Debian could be made"; }
-    mkdir "$root/tmp/debs"
-    cp "$1"/*.deb "$root/tmp/debs"
-    rm -f "$root"/tmp/debs/*-dbgsym_*
+        fail "no empty Debian could be made: $(tail -n 20 "$work/log")"
+    cp "$1"/*.deb "$root/tmp"
+    rm -f "$root"/tmp/*-dbgsym_*
     list_files "$root" >"$work/before"
-    in_root bash -c "${apt[*]} install /tmp/debs/*.deb" >"$work/log"
+    in_root bash -c "${apt[*]} install /tmp/*.deb" >"$work/log"
     try_clients "" /usr/share/doc/libgrex-dev/examples
-    in_root "${apt[@]}" purge grexctl libgrex1 libgrex-dev libgrex-doc libpam-grex >"$work/log"
-    in_root "${apt[@]}" autoremove --purge >"$work/log"
+    in_root "${apt[@]}" purge --autoremove grexctl libgrex1 libgrex-dev libgrex-doc libpam-grex >"$work/log"
     list_files "$root" | diff "$work/before" - || fail "the packages leave traces"
 }
 

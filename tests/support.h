@@ -28,7 +28,7 @@ struct Outside {
     std::string logSetup;                    ///< calls of openlog, closelog and setlogmask
     bool isTty = false;                      ///< what isatty answers
     std::string commands;                    ///< of system, which starts nothing, and "\n" each
-    std::function<void()> onCommand = [] {}; ///< what the synchronisation tool does
+    std::function<void()> onCommand = [] {}; ///< what the next one started does
     std::string hashes;                      ///< methods ("$6$") that crypt was asked for
     unsigned napped = 0;                     ///< microseconds of usleep, which does not sleep
     std::map<std::string, std::string> catalogue; ///< what gettext knows

@@ -15,11 +15,11 @@ GREX_API std::string md5EncryptHex(const char* data, unsigned len);
 GREX_API void md5EncryptHex(const std::string& in, std::string& out);
 /// The MD5 of `in`, as 16 raw bytes.
 GREX_API void md5Encrypt(const std::string& in, std::string& out);
-/// crypt(3) of `in` by the MD5 method with an empty salt: "1203" and 22 characters. Empty when
+/// crypt(3) of `in` by the MD5 method with an empty salt: "$1$$" and 22 characters. Empty when
 /// crypt refuses.
 GREX_API std::string md5Encrypt(const std::string& in);
 
-/// A fresh setting for the SHA-512 method: "$" and 16 characters. Takes at least 0.35 s. The
+/// A fresh setting for the SHA-512 method: "$6$" and 16 characters. Takes at least 0.35 s. The
 /// randomness is random(3)'s, which nobody seeds here: a program seeds it from getrandom(2), first
 /// thing in main, or gets the salts of every other program that does not. A shared object without a
 /// main, such as a PAM module, brings a state of its own for the call (initstate(3)). Empty when
