@@ -104,9 +104,7 @@ int run(const Options& options)
     return 0;
 }
 
-} // namespace
-
-int main(int argc, char** argv)
+int parseAndRun(int argc, char** argv)
 {
     Options options;
     CLI::App app("Answers logins from a file of users, as SOAP 1.1 over HTTP on this host.");
@@ -115,9 +113,18 @@ int main(int argc, char** argv)
     app.add_option("USERS.json", options.users, "file of users")->required();
     try {
         app.parse(argc, argv);
-        return run(options);
     } catch (const CLI::ParseError& e) {
         return app.exit(e) == 0 ? 0 : 2;
+    }
+    return run(options);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    try {
+        return parseAndRun(argc, argv);
     } catch (const std::exception& e) {
         std::fprintf(stderr, "customerdb: %s\n", e.what());
         return 1;

@@ -15,10 +15,10 @@ namespace customerdb {
 
 namespace {
 
-constexpr std::size_t maxBodyBytes = 64 * 1024;
+constexpr std::size_t maxBodyBytes = 64U << 10;
 // A client that is cut off while it sends may not see the answer, so a little more is read and
 // dropped.
-constexpr std::size_t maxDroppedBytes = 1024 * 1024;
+constexpr std::size_t maxDroppedBytes = 1U << 20;
 constexpr std::size_t threads = 32;
 constexpr int socketTimeoutSeconds = 5;
 constexpr std::chrono::seconds maxBodyTime(10);
@@ -127,7 +127,7 @@ void Service::attachTo(httplib::Server& server)
     server.Get(".*", [this](const auto& req, auto& res) { get(req, res); });
     server.Post(".*",
                 [this](const auto& req, auto& res, const auto& read) { post(req, res, read); });
-    server.set_exception_handler([](const auto& req, auto& res, std::exception_ptr) {
+    server.set_exception_handler([](const auto& req, auto& res, const std::exception_ptr&) {
         log(req, {"", "", refuse(res, 500, "internal error")});
     });
     // Our own answers have a text; those without are the library's.

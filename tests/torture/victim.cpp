@@ -78,7 +78,9 @@ extern "C" FORMAT(2) void vsyslog(int priority, const char* format, std::va_list
     std::vfprintf(logFile, format, args);
     std::fputc('\n', logFile);
 }
-extern "C" FORMAT(3) void __vsyslog_chk(int priority, int, const char* format, std::va_list args)
+// What vsyslog becomes under _FORTIFY_SOURCE.
+FORMAT(3) void checkedVsyslog(int, int, const char*, std::va_list) __asm__("__vsyslog_chk");
+void checkedVsyslog(int priority, int, const char* format, std::va_list args)
 {
     vsyslog(priority, format, args);
 }

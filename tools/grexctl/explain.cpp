@@ -143,7 +143,7 @@ std::string Explanation::remarkOn(const std::vector<Record>& records, const Reco
 {
     if (record.login != options_.login)
         return "another login: case and white space count";
-    const std::string fault = faultOf(record);
+    std::string fault = faultOf(record);
     if (!fault.empty())
         return fault;
     return findRecord(records, options_.login) == &record ? "" : "an earlier record counts";

@@ -16,7 +16,7 @@ namespace grexctl {
 
 namespace {
 
-constexpr std::size_t maxSessionText = 1024 * 1024; // bytes; the library takes no more
+constexpr std::size_t maxSessionText = 1U << 20; // bytes; the library takes no more
 
 std::string readInput()
 {
