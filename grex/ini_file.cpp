@@ -30,10 +30,7 @@ bool readLines(const std::string& path, std::deque<std::string>& lines)
     if (!in.isOpen())
         return false;
     static_cast<void>(flock(in.fd(), LOCK_SH));
-    std::string line;
-    while (in.getline(line, true))
-        lines.push_back(line);
-    return in.error().empty();
+    return in.readLines(lines, [](std::string&) { return true; });
 }
 
 std::string unquoted(const std::string& value)

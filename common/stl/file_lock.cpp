@@ -40,12 +40,8 @@ bool isFolderUnusable(int errnum)
 FileLock::FileLock(const std::string& path) : name_(path + ".lock")
 {
     const Clock::time_point deadline = Clock::now() + std::chrono::seconds(patience);
-    for (Attempt last = attempt(); last != Attempt::Done; last = attempt()) {
-        if (Clock::now() >= deadline)
-            return;
-        if (last == Attempt::Wait)
-            std::this_thread::sleep_for(pollInterval);
-    }
+    while (attempt() == Attempt::Wait && Clock::now() < deadline)
+        std::this_thread::sleep_for(pollInterval);
 }
 
 FileLock::~FileLock()
@@ -62,46 +58,48 @@ FileLock::Attempt FileLock::attempt()
     Descriptor made = create(folder);
     if (made.isOpen())
         return lock(std::move(made));
-    error_ = errno;
-    if (isFolderUnusable(error_)) {
-        state_ = State::Unavailable;
-        return Attempt::Done;
-    }
-    if (error_ != EEXIST)
-        return Attempt::Done;
+    if (isFolderUnusable(errno))
+        return failed(State::Unavailable);
+    if (errno != EEXIST)
+        return failed(State::Failed);
 
     Descriptor found(open(name_.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW));
     if (found.isOpen())
         return lock(std::move(found));
-    if (errno == ENOENT) // let go meanwhile
-        return Attempt::Retry;
-    error_ = errno;
-    return error_ == EACCES || error_ == EPERM ? Attempt::Wait
-                                               : Attempt::Done; // waits for another account's
+    if (errno == ENOENT)
+        return blocked(EWOULDBLOCK); // it was let go meanwhile
+    return errno == EACCES || errno == EPERM ? blocked(errno) : failed(State::Failed);
 }
 
 FileLock::Attempt FileLock::lock(Descriptor file)
 {
-    if (flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
-        error_ = errno;
-        return error_ == EWOULDBLOCK || error_ == EINTR ? Attempt::Wait : Attempt::Done;
-    }
+    if (flock(file.get(), LOCK_EX | LOCK_NB) != 0)
+        return errno == EWOULDBLOCK || errno == EINTR ? blocked(errno) : failed(State::Failed);
+    struct stat locked = {};
+    struct stat named = {};
+    if (fstat(file.get(), &locked) != 0 || lstat(name_.c_str(), &named) != 0)
+        return blocked(errno == ENOENT ? EWOULDBLOCK : errno);
     // Who locked a file that its holder removed meanwhile shares it with nobody: a later process
     // makes a new one.
-    if (!isAtPath(file.get()))
-        return Attempt::Retry;
+    if (locked.st_dev != named.st_dev || locked.st_ino != named.st_ino)
+        return blocked(EWOULDBLOCK);
     file_ = std::move(file);
     state_ = State::Held;
-    error_ = 0;
     return Attempt::Done;
 }
 
-bool FileLock::isAtPath(int fd) const
+FileLock::Attempt FileLock::failed(State state)
 {
-    struct stat locked = {};
-    struct stat named = {};
-    return fstat(fd, &locked) == 0 && lstat(name_.c_str(), &named) == 0 &&
-           locked.st_dev == named.st_dev && locked.st_ino == named.st_ino;
+    error_ = errno;
+    state_ = state;
+    return Attempt::Done;
+}
+
+// By somebody else; the reason is told if it lasts.
+FileLock::Attempt FileLock::blocked(int reason)
+{
+    error_ = reason;
+    return Attempt::Wait;
 }
 
 // The lock file gets the owner of its folder: one left behind by a killed root process locks no

@@ -8,10 +8,9 @@
 
 namespace sx {
 
-/// An exclusive lock between processes that change one file: flock(2) on a lock file beside it (its
-/// name and
-/// ".lock", mode 0600, so that no other account can hold it). The lock file is removed before the
-/// lock is let go.
+/// An exclusive lock between processes that change one file: flock(2) on a lock file beside it, its
+/// name and ".lock", of mode 0600, so that no other account can hold it. The lock file is removed
+/// before the lock is let go.
 class FileLock {
 public:
     enum class State {
@@ -35,11 +34,12 @@ public:
     int error() const { return error_; }
 
 private:
-    enum class Attempt { Done, Retry, Wait };
+    enum class Attempt { Done, Wait };
 
     Attempt attempt();
     Attempt lock(Descriptor file);
-    bool isAtPath(int fd) const;
+    Attempt failed(State state);
+    Attempt blocked(int reason);
     Descriptor create(const std::string& folder) const;
 
     std::string name_;

@@ -163,7 +163,7 @@ std::string Http::post(const std::string& url, const std::string& body, const He
         return {};
     transfer.prepare(url, timeout_);
     transfer.set(CURLOPT_POSTFIELDS, body.c_str()); // libcurl keeps no copy of it
-    transfer.set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
+    transfer.set(CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
     if (headers.ptr())
         transfer.set(CURLOPT_HTTPHEADER, headers.ptr());
     std::string answer = transfer.perform();

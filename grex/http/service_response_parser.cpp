@@ -6,9 +6,11 @@
 #include "common/stl/translate.h"
 #include "grex/http/http_service.h"
 
+#include <algorithm>
 #include <libxml/parser.h>
 #include <libxml/xpathInternals.h>
 #include <map>
+#include <utility>
 #include <vector>
 
 namespace grex::http {
@@ -47,6 +49,44 @@ std::vector<std::pair<std::string, std::string>> elementsOf(const xmlXPathObject
         elements.emplace_back(plain(node->name), plain(text.get()));
     }
     return elements;
+}
+
+// libxml2 compares each attribute of an element with all others, which for those that fit into one
+// text would take minutes. A tag is therefore looked at when more than this of it has come in.
+constexpr std::ptrdiff_t longTag = 1 << 16; // bytes
+constexpr std::ptrdiff_t maxAttributes = 4096;
+constexpr std::size_t pieceSize = 4096; // bytes
+
+// Whether the parser waits for the end of a tag with too many attributes.
+bool isOverloaded(const xmlParserCtxt& parser)
+{
+    const xmlChar* const tag = parser.input->cur;
+    const xmlChar* const end = parser.input->end;
+    return end - tag > longTag && tag[0] == '<' && tag[1] != '!' && tag[1] != '?' &&
+           std::count(tag, end, '=') > maxAttributes;
+}
+
+bool feed(xmlParserCtxt& parser, const std::string& xml)
+{
+    for (std::size_t at = 0; at < xml.size(); at += pieceSize) {
+        const auto length = static_cast<int>(std::min(pieceSize, xml.size() - at));
+        if (xmlParseChunk(&parser, xml.data() + at, length, 0) != 0 || isOverloaded(parser))
+            return false;
+    }
+    return xmlParseChunk(&parser, nullptr, 0, 1) == 0;
+}
+
+// Null for a text that is not well-formed.
+XmlPtr<xmlDoc> parse(const std::string& xml)
+{
+    const XmlPtr<xmlParserCtxt> parser(
+        xmlCreatePushParserCtxt(nullptr, nullptr, nullptr, 0, nullptr));
+    if (!parser)
+        return nullptr;
+    xmlCtxtUseOptions(parser.get(), XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING);
+    const bool isFed = feed(*parser, xml);
+    XmlPtr<xmlDoc> doc(std::exchange(parser->myDoc, nullptr));
+    return isFed && parser->wellFormed != 0 ? std::move(doc) : nullptr;
 }
 
 bool hasNodes(const xmlXPathObject* nodes)
@@ -93,10 +133,8 @@ bool ServiceResponseParser::parseContent(const std::string& xml)
         status_ = notUnderstood; // also where memory is out
         if (xml.empty())
             return fail(notUnderstood, translate(prefix, "unable to parse xml: content is empty"));
-        const int options = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
         if (xml.size() <= maxText)
-            doc_.reset(
-                xmlReadMemory(xml.data(), static_cast<int>(xml.size()), nullptr, nullptr, options));
+            doc_ = parse(xml);
         if (!doc_ || doc_->intSubset)
             return fail(notUnderstood, translate(prefix, "unable to parse xml content"));
         context_.reset(xmlXPathNewContext(doc_.get()));

@@ -4,6 +4,7 @@
 
 #include "common/stl/export.h"
 
+#include <libxml/parser.h>
 #include <libxml/tree.h>
 #include <libxml/xpath.h>
 #include <memory>
@@ -16,6 +17,7 @@ struct UserInfo;
 
 /// Frees what libxml2 hands out.
 struct XmlFree {
+    void operator()(xmlParserCtxt* parser) const noexcept { xmlFreeParserCtxt(parser); }
     void operator()(xmlDoc* doc) const noexcept { xmlFreeDoc(doc); }
     void operator()(xmlXPathContext* context) const noexcept { xmlXPathFreeContext(context); }
     void operator()(xmlXPathObject* object) const noexcept { xmlXPathFreeObject(object); }
