@@ -7,6 +7,7 @@
 #include <curl/curl.h>
 #include <dlfcn.h>
 #include <sys/auxv.h>
+#include <sys/capability.h>
 
 Outside outside;
 
@@ -14,6 +15,13 @@ std::string hashOf(const std::string& password, const char* setting)
 {
     static crypt_data data;
     return crypt_r(password.c_str(), setting, &data);
+}
+
+static bool isDone(const std::string& call)
+{
+    outside.calls += call + " ";
+    errno = EPERM;
+    return call != outside.failing;
 }
 
 extern "C" {
@@ -77,6 +85,39 @@ unsigned long getauxval(unsigned long type) noexcept
     static const auto ask = reinterpret_cast<decltype(&getauxval)>(dlsym(RTLD_NEXT, "getauxval"));
     return type == AT_SECURE ? outside.hasBorrowedRights : ask(type);
 }
+uid_t getuid() noexcept
+{
+    return outside.uid;
+}
+gid_t getgid() noexcept
+{
+    return outside.uid;
+}
+cap_t cap_get_proc()
+{
+    return isDone("get") ? cap_init() : nullptr;
+}
+int cap_set_flag(cap_t, cap_flag_t flag, int count, const cap_value_t* values, cap_flag_value_t)
+{
+    outside.calls += ALL(flag, count, values[0], values[1]);
+    return isDone("flag") ? 0 : -1;
+}
+int cap_clear(cap_t)
+{
+    return isDone("clear") ? 0 : -1;
+}
+int cap_set_proc(cap_t)
+{
+    return isDone("set") ? 0 : -1;
+}
+int setregid(gid_t real, gid_t effective) noexcept
+{
+    return isDone("gid" + ALL(real, effective)) ? 0 : -1;
+}
+int setreuid(uid_t real, uid_t effective) noexcept
+{
+    return isDone("uid" + ALL(real, effective)) ? 0 : -1;
+}
 CURLcode setOption(CURL* handle, int option, ...) __asm__("curl_easy_setopt");
 CURLcode setOption(CURL* handle, int option, ...)
 {
@@ -91,6 +132,8 @@ CURLcode setOption(CURL* handle, int option, ...)
     const bool isText = option == CURLOPT_COOKIEJAR || option == CURLOPT_PROXY;
     outside.options[option] =
         isText ? static_cast<char*>(value) : std::to_string(reinterpret_cast<intptr_t>(value));
+    if (option == CURLOPT_URL && !outside.authority.empty())
+        set(handle, CURLOPT_CAINFO, outside.authority.c_str());
     if (option == CURLOPT_TIMEOUT && outside.isImpatient)
         return set(handle, CURLOPT_TIMEOUT_MS, 100L);
     return set(handle, option, value);

@@ -22,7 +22,7 @@ namespace fs = std::filesystem;
 using Strings = std::vector<std::string>;
 
 /// What the test executable's own openlog, vsyslog, system, crypt, usleep, gettext,
-/// curl_easy_setopt and the like have seen, and what they are to answer.
+/// curl_easy_setopt, cap_set_proc and the like have seen, and what they are to answer.
 struct Outside {
     std::string log;                         ///< "PRIORITY TEXT" and "\n" for each vsyslog
     std::string logSetup;                    ///< calls of openlog, closelog and setlogmask
@@ -36,6 +36,10 @@ struct Outside {
     int refusedOption = 0;                        ///< one that libcurl is not to know
     bool isImpatient = false;                     ///< a transfer has 0.1 s
     bool hasBorrowedRights = false;               ///< getauxval(AT_SECURE)
+    std::string authority; ///< file of the certificates that a transfer trusts
+    unsigned uid = 0;      ///< of getuid and getgid
+    std::string calls;     ///< of libcap, setregid and setreuid, which change nothing
+    std::string failing;   ///< the one of them that is to fail
 };
 extern Outside outside;
 

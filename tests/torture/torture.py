@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
 # Makes what surrounds the library fail, die, race and lie, and looks at what is left.
-#     torture.py [--short] VICTIM [faults|memory|kills|races|texts|secrets|answers|caps]...
+#     torture.py [--short] VICTIM [faults|memory|kills|races|texts|secrets|answers]...
 # Prints one line of figures for each part; a violation is told on standard error and ends it with 1.
 import collections, fcntl, hashlib, itertools, os, random, re, shutil, subprocess, sys, tempfile, threading, time
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
@@ -409,42 +409,7 @@ def answers(victim, short):
     return f"{len(Service.answers)} hostile answers: at most {largest >> 10} MB and {slowest:.1f} s, nothing touched or planted"
 
 
-def caps(victim, short):
-    if os.getuid() != 0:
-        sys.exit(77)
-    command, both = [victim, Element(victim).dir], "cap_setgid,cap_setuid"
-    cases = [  # the user, his capabilities, what he does; the user afterwards, the effective set or what is logged at the end
-        (0, f"{both}+ep", "switch", 1234, 1234, 1234, 0), (0, f"{both}+ep", "switch", 0, 0, 0, 0),
-        (0, "=", "switch", 0, 0, 0, 0), (1000, f"{both}+p", "switch", 1234, 1234, 1234, 0),
-        (1000, f"{both}+p", "switch", 1000, 1000, 1000, 0), (1000, f"{both}+p", "raise", 0, 0, 1000, 0xc0),
-        (0, f"{both}+ep", "destroy", 0, 0, 0, 0), (1000, f"{both}+p", "destroy", 0, 0, 1000, 0),
-        (1000, "=", "switch", 1234, 1234, 1, "cap_set_proc()"), (1000, "cap_setuid+p", "raise", 0, 0, 1, "cap_set_proc()"),
-        (0, "=", "switch", 0, 1234, 1, "SetProcUids()"), (0, "cap_setgid+ep", "switch", 1234, 1234, 1, "SetProcUids()")]
-
-    def end(operation, *trace):
-        done = subprocess.run([*trace, *command], input=encoded(("caps", *operation)).encode(), capture_output=True, check=False)
-        return done.returncode, done.stderr.decode(), done.stdout.decode()
-
-    for *operation, user, left in cases:
-        code, log, out = end(operation)
-        if isinstance(left, str):
-            need((code, log) == (1, f"3 {left}: Operation not permitted\n"), operation, code, log)
-            continue
-        status = dict(re.findall(r"(\w+):\s(.*)", decoded(out).value))
-        need([int(status[s], 16) for s in ("CapInh", "CapPrm", "CapEff")] == [0, left, left], operation, status)
-        need(status["Uid"] == status["Gid"] == "\t".join([str(user)] * 4), operation, status)
-    for what, call, said in (("raise", "capget", "cap_get_proc()"), ("destroy", "capget", "cap_get_proct()"),
-                             ("destroy", "capset", "cap_set_proc()")):
-        trace = "strace", "-qq", "-o", tempfile.tempdir + "/trace", "-e", f"trace={call}"
-        end((0, f"{both}+ep", what), *trace)
-        with open(tempfile.tempdir + "/trace", encoding="utf-8") as file:
-            last = len(file.readlines())
-        code, log, _ = end((0, f"{both}+ep", what), *trace, "-e", f"inject={call}:error=EPERM:when={last}")
-        need((code, log) == (1, f"3 {said}: Operation not permitted\n"), what, call, code, log)
-    return f"{len(cases) + 3} ways through the switch of identities"
-
-
-PARTS = {f.__name__: f for f in (faults, memory, kills, races, texts, secrets, answers, caps)}
+PARTS = {f.__name__: f for f in (faults, memory, kills, races, texts, secrets, answers)}
 
 
 def main(arguments):

@@ -5,7 +5,6 @@
 // hexadecimal). The driver makes what surrounds it fail.
 #include "common/stl/secret.h"
 #include "grex/context.h"
-#include "grex/grex_caps.h"
 #include "grex/grex_db.h"
 #include "grex/group_list.h"
 #include "grex/session.h"
@@ -14,7 +13,6 @@
 #include <cstdarg>
 #include <curl/curl.h>
 #include <dlfcn.h>
-#include <fstream>
 #include <functional>
 #include <iostream>
 #include <iterator>
@@ -22,8 +20,6 @@
 #include <map>
 #include <new>
 #include <sstream>
-#include <sys/capability.h>
-#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/uio.h>
 #include <unistd.h>
@@ -145,25 +141,6 @@ std::string lists()
     return text;
 }
 
-// As the user f[0] with the capabilities f[1]: does f[2], then tells what is left of both.
-std::string caps(const Fields& f)
-{
-    std::atexit([] { static_cast<void>(std::fflush(logFile)), std::cerr << logText; });
-    const unsigned user = number(f[0]);
-    prctl(PR_SET_KEEPCAPS, 1);
-    if ((user != 0 && (setresgid(user, user, user) != 0 || setresuid(user, user, user) != 0)) ||
-        cap_set_proc(cap_from_text(f[1].c_str())) != 0)
-        std::abort();
-    if (f[2] == "destroy") {
-        const GrexCaps object;
-    } else {
-        auto* const object = new GrexCaps; // never destroyed, which would clear the sets
-        f[2] == "raise" ? object->setCaps() : object->setProcessUids(number(f[3]), number(f[4]));
-    }
-    std::ifstream status("/proc/self/status");
-    return {std::istreambuf_iterator<char>(status), {}};
-}
-
 std::string failNew(const Fields& f)
 {
     armed = std::stol(f[0]);
@@ -183,7 +160,6 @@ std::string run(const std::string& name, const Fields& fields)
         {"login", [](auto& f) { return login(f[0], f[1]); }},
         {"lists", [](auto&) { return lists(); }},
         {"new", failNew},
-        {"caps", caps},
     };
     return operations.at(name)(fields);
 }

@@ -1,11 +1,10 @@
 #!/bin/bash
 # SPDX-License-Identifier: Apache-2.0
 # The contract between programs of different makers: a Python client against the example service, and
-# grexctl against a service that gSOAP generates. Usage: interop.sh CUSTOMERDB GREXCTL WORKDIR
+# grexctl against a service that gSOAP generates. Usage: interop_test.sh CUSTOMERDB GREXCTL WORKDIR
 set -euo pipefail
 (($# == 3)) || { echo "usage: $0 CUSTOMERDB GREXCTL WORKDIR" >&2; exit 2; }
-customerdb=$(realpath "$1") grexctl=$(realpath "$2") here=$(realpath "$(dirname "$0")")
-wsdl=$here/../../examples/customerdb/customerdb.wsdl
+customerdb=$(realpath "$1") grexctl=$(realpath "$2") examples=$(realpath "$(dirname "$0")/../examples/customerdb")
 work=$(realpath -m "$3")/interop
 fail() { echo "interop: $*" >&2; exit 1; }
 declare -A pids=()
@@ -49,15 +48,37 @@ EOF
 "$customerdb" --port-file "$work/port" "$work/users.json" >"$work/customerdb.log" &
 pids[customerdb]=$!
 await "$work/port" customerdb
-/usr/bin/python3 "$here/zeep_client.py" "http://127.0.0.1:$(<"$work/port")/" 'anné' 'a<b&c' ']]>' ||
-    fail "the zeep client"
+url=http://127.0.0.1:$(<"$work/port")/
+zeep() { /usr/bin/python3 "$examples/zeep_client.py" "$url" "$1" <<<"$2"; }
+expect "a zeep client" 0 'session of Ann <& Co> from 127.0.0.1, group 2
+user 101 anné, group 2, tag ]]>
+a session that it did not open: code 2' zeep anné 'a<b&c'
+for wrong in 'a<b&ca<b&c' ''; do
+    expect "a refused zeep client" 1 'refused, code 1: wrong login or password' zeep anné "$wrong"
+done
+expect "a hostile login" 1 'refused, code 1: wrong login or password' zeep $'no\none' 'a<b&c'
+# What no generated client sends.
+post() { curl -sS -m 20 -w '%{http_code}' -H 'Content-Type: text/xml' "$url" "${@:2}" --data-binary @- <<<"$1" | grep -oE "$answer|[0-9]{3}$"; }
+call="<e:Envelope xmlns:e='http://schemas.xmlsoap.org/soap/envelope/'><e:Body><OpenSession xmlns='http://borea.example/customerdb'>"
+call+='<Login>a</Login><Password/></OpenSession></e:Body></e:Envelope>'
+large=$(head -c 65537 /dev/zero | tr '\0' ' ')
+while IFS='|' read -r status answer body option; do
+    expect "a request like ${body:0:60}" 0 "$answer"$'\n'"$status" post "$body" ${option:+"$option"}
+done <<EOF
+500|not well-formed|<e:Envelope
+500|document type|<!DOCTYPE e>$call
+500|unknown operation|${call/borea/other}
+413|too large|$call$large
+413|too large|$large|-HTransfer-Encoding: chunked
+200|<ResultCode>1</ResultCode>|$call
+EOF
 if grep -F 'a<b&c' "$work/customerdb.log"; then fail "a password in the log"; fi
 grep -Fq 'OpenSession "no\x0aone" refused' "$work/customerdb.log" || fail "a login is not escaped in the log"
 stop customerdb || fail "customerdb: status $? after SIGTERM"
 
-wsdl2h -o "$work/gsoap/service.h" "$wsdl" &>"$work/gsoap.log" || fail "wsdl2h: $(cat "$work/gsoap.log")"
+wsdl2h -o "$work/gsoap/service.h" "$examples/customerdb.wsdl" &>"$work/gsoap.log" || fail "wsdl2h: $(cat "$work/gsoap.log")"
 (cd "$work/gsoap" && soapcpp2 -S -j -L service.h) &>"$work/gsoap.log" || fail "soapcpp2: $(cat "$work/gsoap.log")"
-"$CXX" -std=c++17 -O0 -w -I"$work/gsoap" "$here/gsoap_server.cpp" "$work"/gsoap/soap*.cpp -lgsoap++ \
+"$CXX" -std=c++17 -O0 -w -I"$work/gsoap" "$examples/gsoap_server.cpp" "$work"/gsoap/soap*.cpp -lgsoap++ \
     -o "$work/gsoap_server" || fail "the generated service does not build"
 "$work/gsoap_server" >"$work/gsoap_port" &
 pids[gsoap_server]=$!

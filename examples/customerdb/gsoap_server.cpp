@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-// A service that gSOAP generated from the contract; it knows one user: zoe, password "zoe's
-// secret".
+// A service made with gSOAP from the contract, to start one's own from; it knows one user: zoe,
+// password "zoe's secret". Prints the port that it listens on, on loopback. It is built with
+//
+//     wsdl2h -o service.h customerdb.wsdl && soapcpp2 -S -j -L service.h
+//     g++ -std=c++17 -I. gsoap_server.cpp soap*.cpp -lgsoap++
+//
+// Packages: gsoap, libgsoap-dev.
 #include <cstdio>
 #include <string>
 
