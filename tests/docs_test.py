@@ -85,22 +85,6 @@ class Element:
         return self.run(script)
 
 
-def undocumented(source, element):
-    """The commands, options and findings that the tool's help names and its page does not."""
-    commands = [""]
-    for command in commands:
-        text = element.run(f"grexctl {command} --help")
-        options, _, below = text.partition("\nSubcommands:\n")
-        inner = [f"{command} {name}".strip() for name in re.findall(r"^  ([a-z]+)  ", below, re.M)]
-        commands += inner
-        named = ["Ic " + name for name in inner]
-        named += ["Fl -" + name for name in re.findall(r"^  .*?--([a-z-]+)", options, re.M)]
-        named += ["Cm " + name for name in re.findall(r"^  ([a-z]+-?[a-z-]+)  ", options, re.M)]
-        yield from (f"grexctl.1 says nothing of '{name}'" for name in named if name not in source.replace("\\-", "-"))
-    if len(commands) < 10:
-        yield "the tool tells no commands"
-
-
 def failures_of(page, build, compilers):
     lint = ["mandoc", "-T", "lint", "-W", "warning", page]
     yield from subprocess.run(lint, stdout=subprocess.PIPE, text=True, check=False).stdout.splitlines()
@@ -110,8 +94,6 @@ def failures_of(page, build, compilers):
         yield f"{page}: a display that is no marked example"
     with tempfile.TemporaryDirectory() as folder:
         element = Element(Path(folder), build, compilers, "$ c++" in source)
-        if Path(page).name == "grexctl.1":
-            yield from undocumented(source, element)
         for kind, name, text in examples:
             wanted = element.here(re.sub(r"\\([e&-])", lambda m: {"e": "\\", "&": "", "-": "-"}[m[1]], text))
             if kind == "file":

@@ -104,3 +104,42 @@ TEST_F(GrexAuthTest, KeepsWhatTheServiceReports)
     GrexAuth::setAuthService("");
     IS("0|83 net auth is not configured\n|", auth.validateSession(session, user, gid), logged());
 }
+
+TEST_F(GrexAuthTest, FallsBackToTheCacheWhereACertificateIsNoGood)
+{
+    // Two authorities; certificates by the first, one of which expires before it is made.
+    write("make", R"(
+        cd "${0%/*}"
+        key() { openssl req -newkey ec -pkeyopt ec_paramgen_curve:P-256 -nodes "$@"; }
+        for ca in ca other; do key -x509 -keyout $ca.key -out $ca -subj /CN=$ca; done
+        for certificate in good:127.0.0.1:1 expired:127.0.0.1:-1 foreign:127.0.0.2:1; do
+            IFS=: read -r name address days <<< $certificate
+            key -keyout $name.key -out request -subj /CN=service
+            openssl x509 -req -in request -CA ca -CAkey ca.key -days $days -out $name \
+                -extfile <(echo subjectAltName=IP:$address)
+        done)");
+    ASSERT_EQ(pclose(popen(("bash -e " + dir + "make 2>/dev/null").c_str(), "r")), 0);
+    Loopback plain;
+    plain.body = answerTo("OpenSession", "ResultCode=0", sessionXml("d", "3"));
+    forEach({"good~ca~~1|3|~", "good~other~~1|4|~unable to get local issuer certificate",
+             "expired~ca~~1|4|~certificate has expired",
+             "foreign~ca~~1|4|~no alternative certificate subject name matches",
+             "good~ca~x?http://127.0.0.1:" + plain.port + "~1|4|~disabled"},
+            [&](const Strings& c) {
+                write("cache.db", "net:4:" + hashOf("pw-net") + "\n");
+                Loopback<httplib::SSLServer> server((dir + c[0]).c_str(),
+                                                    (dir + c[0] + ".key").c_str());
+                server.body = plain.body;
+                server.redirect();
+                outside.authority = dir + c[1];
+                const GrexAuth auth("https://127.0.0.1:" + server.port + "/" + c[2]);
+                unsigned gid = 0;
+                const bool isAdmitted = auth.authenticate("net", "pw-net", gid);
+                EXPECT_EQ(ALL(isAdmitted, gid), c[3]);
+                const std::string log = logged();
+                EXPECT_TRUE(c[4].empty() ? log.empty() : log.find(c[4]) != std::string::npos)
+                    << log;
+                server.close();
+            });
+    EXPECT_TRUE(plain.requests.empty()); // never from https into the open
+}

@@ -7,7 +7,7 @@ using GrexCapsTest = ThrowAwayDir;
 
 TEST_F(GrexCapsTest, RaisesTwoSwitchesAndClears)
 {
-    const std::string raise = "get 0|2|6|7|flag set ", clear = "get clear set ";
+    const std::string raise = "get flag6|7| set ", clear = "get clear set ";
     forEach({"0~0~", "0~7~gid7|7| uid7|7| ", "8~8~" + raise, "8~7~" + raise + "gid7|7| uid7|7| "},
             [&](const Strings& c) {
                 outside.uid = static_cast<unsigned>(std::stoul(c[0]));
@@ -34,7 +34,7 @@ TEST_F(GrexCapsTest, EndsTheProcessAtAFailure)
     const auto clear = [](GrexCaps& caps) { caps.clearCaps(); };
     const auto leave = [](GrexCaps& caps) { caps.setProcessUids(7, 7); };
     const std::tuple<const char*, void (*)(GrexCaps&), const char*> rows[] = {
-        {"get", raise, "cap_get_proc()"},    {"flag", raise, "cap_set_flag()"},
+        {"get", raise, "cap_get_proc()"},    {"flag6|7|", raise, "cap_set_flag()"},
         {"set", raise, "cap_set_proc()"},    {"get", clear, "cap_get_proct()"},
         {"clear", clear, "cap_clear()"},     {"set", clear, "cap_set_proc()"},
         {"gid7|7|", leave, "SetProcUids()"}, {"uid7|7|", leave, "SetProcUids()"}};

@@ -5,10 +5,6 @@
 #include "common/stl/utils.h"
 #include "tests/support.h"
 
-#include <csignal>
-#include <sys/file.h>
-#include <sys/resource.h>
-
 class GrexDBTest : public Element {
 protected:
     using Op = GrexDB::ChangeOp;
@@ -154,30 +150,6 @@ TEST_F(GrexDBTest, ChangesTheUsersFile)
     IS("1|late:1:h\n|", db().removeUser("joe"), read("users"));
 }
 
-TEST_F(GrexDBTest, AFailedWriteCountsAndAFailedSignatureDoesNot)
-{
-    const std::string before = read("users"), signature = users + ".sig", why = strerror(EISDIR);
-    db();
-    rlimit limit = {}, none = {};
-    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
-    none.rlim_max = limit.rlim_max;
-    signal(SIGXFSZ, SIG_IGN);
-    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &none), 0);
-    const bool result = db().removeUser("ann");
-    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
-    IS(ALL(1, notSaved(users, "file error: fflush()"), tool, before, "cache.db modacc users "),
-       result, logged(), outside.commands, read("users"), names());
-    EXPECT_FALSE(db().userExists(GrexDB::userfile_, "ann")); // what is held is the new lines
-    EXPECT_TRUE(db().removeUser("ann"));                     // the next change starts from the file
-    EXPECT_EQ(read("users"), record("root", 3) + record("joe", 1) + record("mo", 4));
-    fs::remove(signature);
-    fs::create_directory(signature);
-    EXPECT_FALSE(db().removeUser("joe"));
-    EXPECT_EQ(logged(), notSaved(signature, why) +
-                            cannot("sign", "save file fail: " + signature + ": " + why));
-    IS(ALL(tool + tool, record("root", 3) + record("mo", 4)), outside.commands, read("users"));
-}
-
 TEST_F(GrexDBTest, NeverRewritesAFileThatCannotBeRead)
 {
     const std::string before = read("users");
@@ -214,18 +186,6 @@ TEST_F(GrexDBTest, LocksWhatItChangesUntilTheToolStarts)
     IS(ALL(cannot("lock", strerror(EISDIR)) + cannot("lock", strerror(EISDIR)), text, ""), logged(),
        read("users"), outside.commands);
     EXPECT_FALSE(db().userExists(GrexDB::userfile_, "ann")); // not admitted by this process
-
-    fs::remove(users + ".lock");
-    const int lock =
-        open((users + ".lock").c_str(), O_RDWR | O_CREAT, 0600); // one of another process
-    const time_t start = time(nullptr);
-    EXPECT_EQ(flock(lock, LOCK_EX), 0);
-    EXPECT_FALSE(db().removeUser("ann"));
-    EXPECT_NEAR(static_cast<double>(time(nullptr) - start), 16, 2);
-    EXPECT_EQ(logged(), cannot("lock", strerror(EWOULDBLOCK)));
-    close(lock);
-    EXPECT_TRUE(db().removeUser("ann"));
-    EXPECT_EQ(read("users").find("ann:"), std::string::npos);
 }
 
 TEST_F(GrexDBTest, HidesTheCallersEnvironmentFromTheToolOfBorrowedRights)

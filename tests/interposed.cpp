@@ -93,31 +93,18 @@ gid_t getgid() noexcept
 {
     return outside.uid;
 }
-cap_t cap_get_proc()
-{
-    return isDone("get") ? cap_init() : nullptr;
-}
-int cap_set_flag(cap_t, cap_flag_t flag, int count, const cap_value_t* values, cap_flag_value_t)
-{
-    outside.calls += ALL(flag, count, values[0], values[1]);
-    return isDone("flag") ? 0 : -1;
-}
-int cap_clear(cap_t)
-{
-    return isDone("clear") ? 0 : -1;
-}
-int cap_set_proc(cap_t)
-{
-    return isDone("set") ? 0 : -1;
-}
-int setregid(gid_t real, gid_t effective) noexcept
-{
-    return isDone("gid" + ALL(real, effective)) ? 0 : -1;
-}
-int setreuid(uid_t real, uid_t effective) noexcept
-{
-    return isDone("uid" + ALL(real, effective)) ? 0 : -1;
-}
+#define CALL(type, name, parameters, text, done, failed)                                           \
+    type name parameters                                                                           \
+    {                                                                                              \
+        return isDone(text) ? (done) : (failed);                                                   \
+    }
+CALL(cap_t, cap_get_proc, (), "get", cap_init(), nullptr)
+CALL(int, cap_set_flag, (cap_t, cap_flag_t, int, const cap_value_t* v, cap_flag_value_t),
+     "flag" + ALL(v[0], v[1]), 0, -1)
+CALL(int, cap_clear, (cap_t), "clear", 0, -1)
+CALL(int, cap_set_proc, (cap_t), "set", 0, -1)
+CALL(int, setregid, (gid_t real, gid_t effective) noexcept, "gid" + ALL(real, effective), 0, -1)
+CALL(int, setreuid, (uid_t real, uid_t effective) noexcept, "uid" + ALL(real, effective), 0, -1)
 CURLcode setOption(CURL* handle, int option, ...) __asm__("curl_easy_setopt");
 CURLcode setOption(CURL* handle, int option, ...)
 {

@@ -25,6 +25,19 @@ public:
     }
     ~Loopback() override { close(); }
 
+    /// "/xx" leads on twice, "/x?A" to A.
+    void redirect()
+    {
+        this->set_pre_routing_handler([](const httplib::Request& request, httplib::Response& to) {
+            if (request.target[1] != 'x')
+                return httplib::Server::HandlerResponse::Unhandled;
+            const bool isElsewhere = request.target[2] == '?';
+            to.set_redirect(isElsewhere ? request.target.substr(3) : "/" + request.target.substr(2),
+                            307);
+            return httplib::Server::HandlerResponse::Handled;
+        });
+    }
+
     /// From now on the port refuses connections.
     void close()
     {

@@ -87,9 +87,14 @@ protected:
         dir = testing::TempDir() + "grex.XXXXXX";
         ASSERT_NE(mkdtemp(dir.data()), nullptr);
         dir += '/';
+        fs::current_path(dir); // libcurl's cookies are left there
         outside = {};
     }
-    void TearDown() override { fs::remove_all(dir); }
+    void TearDown() override
+    {
+        fs::current_path("/");
+        fs::remove_all(dir);
+    }
 
     /// Each file has a time of its own unless told otherwise: none passes for an unchanged one.
     std::string write(const std::string& name, const std::string& text, long time = ++lastTime)

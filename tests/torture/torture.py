@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: Apache-2.0
 # Makes what surrounds the library fail, die, race and lie, and looks at what is left.
-#     torture.py [--short] VICTIM [faults|memory|kills|races|texts|secrets|answers]...
+#     torture.py [--short] VICTIM [faults|memory|kills|races|texts|secrets|answers|borrowed]...
 # Prints one line of figures for each part; a violation is told on standard error and ends it with 1.
 import collections, fcntl, hashlib, itertools, os, random, re, shutil, subprocess, sys, tempfile, threading, time
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
@@ -34,6 +34,9 @@ class Service(BaseHTTPRequestHandler):
         body = self.rfile.read(int(self.headers["Content-Length"])).decode(errors="replace")
         password = re.search("<Password>(.*)</Password>", body, re.S)
         code = 0 if not password or password[1] in self.passwords else 1
+        if self.path.startswith("http:"):  # as a proxy
+            self.touched.append(self.path)
+            return self.reply("", 502)
         self.answers.get(self.path, lambda s: s.reply(answer_of("OpenSession", code)))(self)
 
     def reply(self, body, status=200, chunks=1, **headers):
@@ -409,7 +412,25 @@ def answers(victim, short):
     return f"{len(Service.answers)} hostile answers: at most {largest >> 10} MB and {slowest:.1f} s, nothing touched or planted"
 
 
-PARTS = {f.__name__: f for f in (faults, memory, kills, races, texts, secrets, answers)}
+# A setuid program of root, and the same without that bit, started by a user whose proxy and folder lie in wait.
+def borrowed(victim, short):
+    if os.getuid() != 0 or os.statvfs(tempfile.tempdir).f_flag & os.ST_NOSUID:
+        sys.exit(77)
+    for mode, wanted in ((0o755, ("0", True, True)), (0o4755, ("1", False, False))):
+        element = Element(victim, remote=True)
+        os.remove(element.dir + "/cookies.txt")
+        os.symlink("planted", element.dir + "/cookies.txt")
+        subprocess.run(["chown", "-R", "1234", element.dir], check=True)
+        os.chmod(element.victim, mode)
+        Service.touched.clear()
+        answer = element.run(("login", "ned", "good"), trace=["setpriv", "--reuid=1234", "--clear-groups"],
+                             http_proxy=f"http://127.0.0.1:{PORT}/proxy")[0]
+        seen = answer.value, bool(Service.touched), os.path.lexists(element.dir + "/planted")
+        need(seen == wanted, oct(mode), seen, wanted, answer)
+    return "a proxy and a planted link of the caller's: obeyed without the bit, ignored with it"
+
+
+PARTS = {f.__name__: f for f in (faults, memory, kills, races, texts, secrets, answers, borrowed)}
 
 
 def main(arguments):
