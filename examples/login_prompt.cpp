@@ -2,7 +2,7 @@
 // Asks for a login and a password on the terminal and tells what the user may do with a module.
 //
 //     login_prompt MODULE [CONFIG-FOLDER]
-#include "seed.h"
+#include "start.h"
 
 #include <grex/context.h>
 #include <grex/session.h>
@@ -64,7 +64,7 @@ int main(int argc, char** argv)
         return 2;
     }
     if (argc == 3)
-        grex::Settings::get()->setConfigDir(argv[2]);
+        examples::useElement(argv[2]);
     if (!grex::Context::get().setContext(argv[1])) {
         std::cerr << "no module '" << argv[1] << "' in " << grex::Settings::get()->modulesFile()
                   << '\n';

@@ -3,11 +3,10 @@
 // brought, on standard input, and answers with the headers of a CGI response (RFC 3875).
 //
 //     session_hook MODULE [CONFIG-FOLDER] < session.xml
-#include "seed.h"
+#include "start.h"
 
 #include <grex/context.h>
 #include <grex/session.h>
-#include <grex/settings.h>
 
 #include <iostream>
 #include <iterator>
@@ -36,7 +35,7 @@ int main(int argc, char** argv)
         return 2;
     }
     if (argc == 3)
-        grex::Settings::get()->setConfigDir(argv[2]);
+        examples::useElement(argv[2]);
 
     grex::Session session;
     if (!grex::Context::get().setContext(argv[1]) || !session.validateSession(readSession())) {

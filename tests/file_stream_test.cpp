@@ -7,24 +7,20 @@ using FileStreamTest = ThrowAwayDir;
 
 TEST_F(FileStreamTest, ReadsAndWrites)
 {
-    const std::string big(1500, 'x'), text = "a\r\n\n" + big + "\nn\0l\r\n\r\nlast\r"_s,
-                                      path = write("f", text);
+    const std::string big(1500, 'x'), text = "a\r\n\n" + big + "\nn\0l\r\n\r\nlast\r"_s, path = write("f", text);
     std::string lines, first, normalised = "+", whole = "+";
     std::vector<unsigned char> bytes = {'+'};
     FileStream in(path, "r");
     for (std::string line; in.getline(line, true);)
         lines += ALL(line);
     EXPECT_EQ(lines + in.error(), "a||" + big + "|n\0l||last\r|"_s);
-    EXPECT_TRUE(FileStream(path, "r").getline(first, false) &&
-                FileStream(path, "r").readAll(bytes));
-    EXPECT_TRUE(FileStream(path, "r").readAll(normalised, true) &&
-                FileStream(path, "r").readAll(whole, false));
-    IS(ALL("a\r\n", "+a\n" + big + "\nn\0l\nlast\r\n"_s, "+" + text, "+" + text), first, normalised,
-       whole, std::string(bytes.begin(), bytes.end()));
+    EXPECT_TRUE(FileStream(path, "r").getline(first, false) && FileStream(path, "r").readAll(bytes));
+    EXPECT_TRUE(FileStream(path, "r").readAll(normalised, true) && FileStream(path, "r").readAll(whole, false));
+    IS(ALL("a\r\n", "+a\n" + big + "\nn\0l\nlast\r\n"_s, "+" + text, "+" + text), first, normalised, whole,
+       std::string(bytes.begin(), bytes.end()));
 
     FileStream out(path, "w+");
-    EXPECT_TRUE(out.puts("ab\0"_s) && out.write("cd", 2) && out.printf("%s%i", "e", 7) &&
-                out.flush());
+    EXPECT_TRUE(out.puts("ab\0"_s) && out.write("cd", 2) && out.printf("%s%i", "e", 7) && out.flush());
     EXPECT_TRUE(read("f") == "ab\0cde7"_s && out.fsync() && out.seek(-2, SEEK_END));
     IS("7|5|1|2|1|", out.size(), out.tell(), out.setsize(2), out.size(), fcntl(out.fd(), F_GETFD));
     IS("1|1|0|-1|", out.isOpen(), out.close(), out.isOpen(), out.fd());
@@ -49,12 +45,10 @@ TEST_F(FileStreamTest, KeepsTheReasonOfAFailure)
         {"tell", [](FileStream& f) { return f.tell() != -1 || f.size() != -1; }},
         {"write", [](FileStream& f) { return f.write("", 0) || f.flush() || f.close(); }}};
     ASSERT_EQ(mkfifo((dir + "pipe").c_str(), 0600), 0);
-    forEach({"getline~/~r~file read error", "text~/~r~file read error",
-             "bytes~/~r~file error: fread()", "puts~/dev/full~w~file write error",
-             "close~/dev/full~w~file error: fflush()", "fsync~/dev/null~w~file error: fsync()",
-             "printf~/dev/null~r~file error: vfprintf()",
-             "seek~" + write("f", "") + "~r~file error: fseeko()",
-             "setsize~" + dir + "f~r~file error: ftrancate()",
+    forEach({"getline~/~r~file read error", "text~/~r~file read error", "bytes~/~r~file error: fread()",
+             "puts~/dev/full~w~file write error", "close~/dev/full~w~file error: fflush()",
+             "fsync~/dev/null~w~file error: fsync()", "printf~/dev/null~r~file error: vfprintf()",
+             "seek~" + write("f", "") + "~r~file error: fseeko()", "setsize~" + dir + "f~r~file error: ftrancate()",
              "tell~" + dir + "pipe~r+~file error: ftello()", "write~~r~file closed"},
             [&](const Strings& c) {
                 FileStream stream(c[1], c[2].c_str());

@@ -8,25 +8,22 @@ using GrexAuthTest = Element;
 
 TEST_F(GrexAuthTest, DecidesByTheUsersFile)
 {
-    const std::string h = ":" + hashOf("pw") + "\n",
-                      wrong = "83 auth failed: wrong login or password\n",
+    const std::string h = ":" + hashOf("pw") + "\n", wrong = "83 auth failed: wrong login or password\n",
                       format = "83 auth failed: wrong users file format\n";
-    write("users", "ann:2" + h + "big:77" + h + "text:x" + h + "neg:-1" + h + "four:1:" + h +
-                       "two" + h + "none:1:\nstar:1:*\nodd:1:pw\nann:1:" + hashOf("other") +
-                       "\nlast:4" + h);
+    write("users", "ann:2" + h + "big:77" + h + "text:x" + h + "neg:-1" + h + "four:1:" + h + "two" + h +
+                       "none:1:\nstar:1:*\nodd:1:pw\nann:1:" + hashOf("other") + "\nlast:4" + h);
     const GrexAuth auth;
     unsigned gid = 9;
-    forEach({"ann~pw~1|2|", "ann~other~0|0|" + wrong, "ann~pw\0~0|0|"_s + wrong, "ann\0~pw~0|0|"_s,
-             "ann:2~pw~0|0|", "big~pw~1|77|", "text~pw~0|0|" + format, "neg~pw~0|0|" + format,
-             "four~pw~0|0|", "two~pw~0|0|", "none~~0|0|" + wrong, "star~*~0|0|" + wrong,
-             "odd~pw~0|0|" + wrong, "nobody~pw~0|0|", "last~pw~1|4|"},
+    forEach({"ann~pw~1|2|", "ann~other~0|0|" + wrong, "ann~pw\0~0|0|"_s + wrong, "ann\0~pw~0|0|"_s, "ann:2~pw~0|0|",
+             "big~pw~1|77|", "text~pw~0|0|" + format, "neg~pw~0|0|" + format, "four~pw~0|0|", "two~pw~0|0|",
+             "none~~0|0|" + wrong, "star~*~0|0|" + wrong, "odd~pw~0|0|" + wrong, "nobody~pw~0|0|", "last~pw~1|4|"},
             [&](const Strings& c) {
                 const bool isAdmitted = auth.authenticate(c[0], c[1], gid);
                 EXPECT_EQ(ALL(isAdmitted, gid) + logged(), c[2]);
             });
     outside.hashes.clear(); // hashed all the same:
-    IS("0|0|$6$$6$|", auth.authenticate("nobody", "pw", gid),
-       auth.locAuthenticate(true, "x", "pw", gid), outside.hashes);
+    IS("0|0|$6$$6$|", auth.authenticate("nobody", "pw", gid), auth.locAuthenticate(true, "x", "pw", gid),
+       outside.hashes);
     outside.catalogue = {{"grex::__private__::GrexAuth|auth failed: %s", "Fehler: %s"},
                          {"grex::__private__::GrexAuth|wrong login or password", "falsch"}};
     IS("0|83 Fehler: falsch\n|", auth.locAuthenticate(false, "ann", "x", gid), logged());
@@ -42,33 +39,27 @@ TEST_F(GrexAuthTest, AsksTheServiceThenTheCacheThenTheUsers)
     Loopback server;
     const GrexAuth auth("http://127.0.0.1:" + server.port);
     unsigned gid = 9;
-    const std::string failed = "83 net auth failed: ",
-                      no = failed + "server authentication fail: no";
+    const std::string failed = "83 net auth failed: ", no = failed + "server authentication fail: no";
     const std::string up = answerTo("OpenSession", "ResultCode=0", sessionXml("d", "3")),
                       down = answerTo("OpenSession", "ResultCode=1 ResultDescription=no");
     // "net" is in the cache, "joe" in the users file, "ann" in both, "new" nowhere. Login,
     // password; then whether admitted, the group, whether cached afterwards; how often the tool was
     // started
-    const auto expect = [&](const std::string& answer, const std::string& log,
-                            const Strings& rows) {
+    const auto expect = [&](const std::string& answer, const std::string& log, const Strings& rows) {
         forEach(rows, [&](const Strings& c) {
-            write("cache.db",
-                  "net:4:" + hashOf("pw-net") + "\nann:3:" + hashOf("cached") + "\nbad:1\n");
+            write("cache.db", "net:4:" + hashOf("pw-net") + "\nann:3:" + hashOf("cached") + "\nbad:1\n");
             outside = {};
             outside.isImpatient = server.delay != 0;
             server.body = answer;
             const bool isAdmitted = auth.authenticate(c[0], c[1], gid);
             IS(c[2], isAdmitted, gid, !GrexDB().findCacheUserLine(c[0]).empty());
-            IS(ALL(log, c.size() > 3 ? GREX_SYNC_TOOL "\n" : ""), outside.log.substr(0, log.size()),
-               outside.commands);
+            IS(ALL(log, c.size() > 3 ? GREX_SYNC_TOOL "\n" : ""), outside.log.substr(0, log.size()), outside.commands);
         });
     };
     expect(up, "", {"new~any~1|3|1|~1", "net~any~1|3|1|~1", "a:b~any~1|3|0|"});
     EXPECT_EQ(outside.log, "");
-    expect(down, no,
-           {"net~pw-net~0|0|0|~1", "ann~pw-ann~1|2|0|~1", "joe~pw-joe~1|1|0|", "new~any~0|0|0|"});
-    expect("<garbage", failed + "unable to parse xml content",
-           {"net~pw-net~1|4|1|", "ann~pw-ann~1|2|1|"});
+    expect(down, no, {"net~pw-net~0|0|0|~1", "ann~pw-ann~1|2|0|~1", "joe~pw-joe~1|1|0|", "new~any~0|0|0|"});
+    expect("<garbage", failed + "unable to parse xml content", {"net~pw-net~1|4|1|", "ann~pw-ann~1|2|1|"});
     server.delay = 200;
     expect(up, failed + "Operation timed out", {"net~pw-net~1|4|1|", "new~any~0|0|0|"});
     server.close();
@@ -83,21 +74,20 @@ TEST_F(GrexAuthTest, KeepsWhatTheServiceReports)
     const GrexAuth auth("http://127.0.0.1:" + server.port);
     std::string user = "old";
     unsigned gid = 9;
-    const std::string session = sessionXml("d", "2"),
-                      wrong = "83 net auth failed: wrong login or password\n";
-    IS(ALL(4, 4, wrong + wrong, 0), auth.netAuthenticate("a\0b"_s, "pw", gid),
-       auth.netAuthenticate("a", "p\0w"_s, gid), logged(), server.requests.size());
+    const std::string session = sessionXml("d", "2"), wrong = "83 net auth failed: wrong login or password\n";
+    IS(ALL(4, 4, wrong + wrong, 0), auth.netAuthenticate("a\0b"_s, "pw", gid), auth.netAuthenticate("a", "p\0w"_s, gid),
+       logged(), server.requests.size());
     forEach({"7~0|7|0|", "x~0|0|0|", "2~0|2|1|"}, [&](const Strings& c) {
         server.body = answerTo("OpenSession", "ResultCode=0", sessionXml("d", c[0]));
         IS(c[1], auth.netAuthenticate("new", "pw", gid), std::to_string(gid),
            auth.locAuthenticate(true, "new", "pw", gid));
     });
     logged();
-    IS("0|83 net session failed: xml error: session nodes is not found\n|",
-       auth.validateSession("<x/>", user, gid), logged());
+    IS("0|83 net session failed: xml error: session nodes is not found\n|", auth.validateSession("<x/>", user, gid),
+       logged());
     server.body = answerTo("GetUserInfo", "ResultCode=1 ResultDescription=no");
-    IS("0|83 net session failed: server authentication fail: no\n|",
-       auth.validateSession(session, user, gid), logged());
+    IS("0|83 net session failed: server authentication fail: no\n|", auth.validateSession(session, user, gid),
+       logged());
     server.body = userAnswer("ID=7 Group=2 Login=net Tag=tag");
     EXPECT_TRUE(auth.validateSession(session, user, gid) && user == "net" && gid == 2);
     EXPECT_TRUE(auth.locAuthenticate(true, "net", "tag", gid));
@@ -127,8 +117,7 @@ TEST_F(GrexAuthTest, FallsBackToTheCacheWhereACertificateIsNoGood)
              "good~ca~x?http://127.0.0.1:" + plain.port + "~1|4|~disabled"},
             [&](const Strings& c) {
                 write("cache.db", "net:4:" + hashOf("pw-net") + "\n");
-                Loopback<httplib::SSLServer> server((dir + c[0]).c_str(),
-                                                    (dir + c[0] + ".key").c_str());
+                Loopback<httplib::SSLServer> server((dir + c[0]).c_str(), (dir + c[0] + ".key").c_str());
                 server.body = plain.body;
                 server.redirect();
                 outside.authority = dir + c[1];
@@ -137,8 +126,7 @@ TEST_F(GrexAuthTest, FallsBackToTheCacheWhereACertificateIsNoGood)
                 const bool isAdmitted = auth.authenticate("net", "pw-net", gid);
                 EXPECT_EQ(ALL(isAdmitted, gid), c[3]);
                 const std::string log = logged();
-                EXPECT_TRUE(c[4].empty() ? log.empty() : log.find(c[4]) != std::string::npos)
-                    << log;
+                EXPECT_TRUE(c[4].empty() ? log.empty() : log.find(c[4]) != std::string::npos) << log;
                 server.close();
             });
     EXPECT_TRUE(plain.requests.empty()); // never from https into the open

@@ -34,13 +34,11 @@ TEST_F(GrexCapsTest, EndsTheProcessAtAFailure)
     const auto clear = [](GrexCaps& caps) { caps.clearCaps(); };
     const auto leave = [](GrexCaps& caps) { caps.setProcessUids(7, 7); };
     const std::tuple<const char*, void (*)(GrexCaps&), const char*> rows[] = {
-        {"get", raise, "cap_get_proc()"},    {"flag6|7|", raise, "cap_set_flag()"},
-        {"set", raise, "cap_set_proc()"},    {"get", clear, "cap_get_proct()"},
-        {"clear", clear, "cap_clear()"},     {"set", clear, "cap_set_proc()"},
+        {"get", raise, "cap_get_proc()"},    {"flag6|7|", raise, "cap_set_flag()"}, {"set", raise, "cap_set_proc()"},
+        {"get", clear, "cap_get_proct()"},   {"clear", clear, "cap_clear()"},       {"set", clear, "cap_set_proc()"},
         {"gid7|7|", leave, "SetProcUids()"}, {"uid7|7|", leave, "SetProcUids()"}};
     for (const auto& [failing, act, what] : rows)
-        EXPECT_EXIT(
-            end(failing, act), testing::ExitedWithCode(1),
-            testing::Matcher<const std::string&>("3 "_s + what + ": " + strerror(EPERM) + "\n"))
+        EXPECT_EXIT(end(failing, act), testing::ExitedWithCode(1),
+                    testing::Matcher<const std::string&>("3 "_s + what + ": " + strerror(EPERM) + "\n"))
             << failing << what;
 }

@@ -14,8 +14,7 @@ TEST_F(HttpServiceTest, AsksAndUnderstands)
     grex::http::UserInfo info;
     const auto expectRequest = [&](const std::string& operation, const std::string& content) {
         const httplib::Request& request = server.requests.back();
-        IS("POST|/db|text/xml; charset=utf-8|" GREX_SERVICE_NAMESPACE "/IVANTOCustomerDBService/" +
-               operation +
+        IS("POST|/db|text/xml; charset=utf-8|" GREX_SERVICE_NAMESPACE "/IVANTOCustomerDBService/" + operation +
                "|<s:Envelope "
                "xmlns:s=\"http://schemas.xmlsoap.org/soap/envelope/\"><s:Header/><s:Body><" +
                operation +
@@ -26,8 +25,7 @@ TEST_F(HttpServiceTest, AsksAndUnderstands)
            request.get_header_value("SOAPAction"), request.body);
     };
     server.body = answerTo("OpenSession", "ResultCode=0", sessionXml("d&amp;e", "2"));
-    IS("0||d&e|", service.openSession("a%s&b", "p<%n", session), ""_s + service.error(),
-       ""_s + session.UserDomain);
+    IS("0||d&e|", service.openSession("a%s&b", "p<%n", session), ""_s + service.error(), ""_s + session.UserDomain);
     expectRequest("OpenSession", "<Login>a%s&b</Login><Password>p<%n</Password>");
     server.body = userAnswer("ID=7 Group=2 Login=ann Tag=t");
     SysLog::get()->setDebugLevel(1), logged();

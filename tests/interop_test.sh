@@ -1,10 +1,10 @@
 #!/bin/bash
 # SPDX-License-Identifier: Apache-2.0
-# The contract between programs of different makers: a Python client against the example service, and
-# grexctl against a service that gSOAP generates. Usage: interop_test.sh CUSTOMERDB GREXCTL WORKDIR
+# The contract between programs of different makers: a Python client against the example service, grexctl and the
+# example clients against a service that gSOAP generates. Usage: interop_test.sh EXAMPLES GREXCTL WORKDIR
 set -euo pipefail
-(($# == 3)) || { echo "usage: $0 CUSTOMERDB GREXCTL WORKDIR" >&2; exit 2; }
-customerdb=$(realpath "$1") grexctl=$(realpath "$2") examples=$(realpath "$(dirname "$0")/../examples/customerdb")
+(($# == 3)) || { echo "usage: $0 EXAMPLES GREXCTL WORKDIR" >&2; exit 2; }
+built=$(realpath "$1") grexctl=$(realpath "$2") customerdb=$(realpath "$1/customerdb/customerdb") examples=$(realpath "$(dirname "$0")/../examples/customerdb")
 work=$(realpath -m "$3")/interop
 fail() { echo "interop: $*" >&2; exit 1; }
 declare -A pids=()
@@ -96,6 +96,17 @@ expect "a good login" 0 "$granted" json login zoe "zoe's secret"
 expect "a wrong password" 1 '{"granted":false}' json login zoe wrong
 expect "a session" 0 "$granted" json validate zoe-1
 expect "an unknown session" 1 '{"granted":false}' json validate zoe-2
+expect "a good login at the prompt" 0 $'welcome, zoe of group SuperUser\nyou may change http' \
+    "$built/login_prompt" http "$work" <<<$'zoe\nzoe\'s secret'
+expect "a wrong one" 1 denied "$built/login_prompt" http "$work" <<<$'zoe\nwrong'
+expect "a page for a session" 0 $'Status: 200 OK\r\nX-Group: SuperUser\r\nX-Level: 3\r\n\r' \
+    "$built/session_hook" http "$work" <<<"$session"
+expect "a page for another" 1 $'Status: 403 Forbidden\r\n\r' "$built/session_hook" http "$work" <<<"${session/zoe-1/zoe-2}"
+expect "the groups in C" 0 "$([[ ! -e /opt/borea/etc && ! -e /var/opt/borea/etc ]] || "$built/group_list")" "$built/group_list"
+if ((EUID == 0)); then
+    expect "a daemon" 0 "running as user 1234 of group 1234, without capabilities" "$built/drop_identity" 1234 1234
+    expect "a daemon without rights" 1 "" setpriv --reuid=1 --clear-groups "$built/drop_identity" 1234 1234
+fi
 stop gsoap_server || true
 expect "a login without the service" 0 "$granted" json login zoe "zoe's tag"
 expect "a wrong password without the service" 1 '{"granted":false}' json login zoe "zoe's secret"

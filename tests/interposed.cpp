@@ -93,14 +93,14 @@ gid_t getgid() noexcept
 {
     return outside.uid;
 }
-#define CALL(type, name, parameters, text, done, failed)                                           \
-    type name parameters                                                                           \
-    {                                                                                              \
-        return isDone(text) ? (done) : (failed);                                                   \
+#define CALL(type, name, parameters, text, done, failed)                                                               \
+    type name parameters                                                                                               \
+    {                                                                                                                  \
+        return isDone(text) ? (done) : (failed);                                                                       \
     }
 CALL(cap_t, cap_get_proc, (), "get", cap_init(), nullptr)
-CALL(int, cap_set_flag, (cap_t, cap_flag_t, int, const cap_value_t* v, cap_flag_value_t),
-     "flag" + ALL(v[0], v[1]), 0, -1)
+CALL(int, cap_set_flag, (cap_t, cap_flag_t, int, const cap_value_t* v, cap_flag_value_t), "flag" + ALL(v[0], v[1]), 0,
+     -1)
 CALL(int, cap_clear, (cap_t), "clear", 0, -1)
 CALL(int, cap_set_proc, (cap_t), "set", 0, -1)
 CALL(int, setregid, (gid_t real, gid_t effective) noexcept, "gid" + ALL(real, effective), 0, -1)
@@ -117,8 +117,7 @@ CURLcode setOption(CURL* handle, int option, ...)
     if (option == outside.refusedOption)
         return CURLE_UNKNOWN_OPTION;
     const bool isText = option == CURLOPT_COOKIEJAR || option == CURLOPT_PROXY;
-    outside.options[option] =
-        isText ? static_cast<char*>(value) : std::to_string(reinterpret_cast<intptr_t>(value));
+    outside.options[option] = isText ? static_cast<char*>(value) : std::to_string(reinterpret_cast<intptr_t>(value));
     if (option == CURLOPT_URL && !outside.authority.empty())
         set(handle, CURLOPT_CAINFO, outside.authority.c_str());
     if (option == CURLOPT_TIMEOUT && outside.isImpatient)

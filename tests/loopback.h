@@ -32,8 +32,7 @@ public:
             if (request.target[1] != 'x')
                 return httplib::Server::HandlerResponse::Unhandled;
             const bool isElsewhere = request.target[2] == '?';
-            to.set_redirect(isElsewhere ? request.target.substr(3) : "/" + request.target.substr(2),
-                            307);
+            to.set_redirect(isElsewhere ? request.target.substr(3) : "/" + request.target.substr(2), 307);
             return httplib::Server::HandlerResponse::Handled;
         });
     }
@@ -71,17 +70,14 @@ inline std::string xml(const std::string& fields)
 inline std::string sessionXml(const std::string& domain, const std::string& group)
 {
     const std::string fields = " Login=ann Name=Ann IP=10.0.0.1 UserGroup=" + group;
-    return xml("SessionStruct=" +
-               xml("MethodLog=m UserDomain=" + domain + fields + " SessionStruct=s"));
+    return xml("SessionStruct=" + xml("MethodLog=m UserDomain=" + domain + fields + " SessionStruct=s"));
 }
 /// An answer of the service to "OpenSession" or "GetUserInfo".
-inline std::string answerTo(const std::string& operation, const std::string& result,
-                            const std::string& record = "")
+inline std::string answerTo(const std::string& operation, const std::string& result, const std::string& record = "")
 {
     return "<e:Envelope xmlns:e='http://schemas.xmlsoap.org/soap/envelope/'><e:Body><" + operation +
-           "Response xmlns='" GREX_SERVICE_NAMESPACE "'>" +
-           xml(operation + "Result=" + xml(result)) + record + "</" + operation +
-           "Response></e:Body></e:Envelope>";
+           "Response xmlns='" GREX_SERVICE_NAMESPACE "'>" + xml(operation + "Result=" + xml(result)) + record + "</" +
+           operation + "Response></e:Body></e:Envelope>";
 }
 inline std::string userAnswer(const std::string& fields)
 {

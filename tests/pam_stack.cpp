@@ -55,8 +55,7 @@ int converse(int, const pam_message**, pam_response** out, void* data)
 struct Stack {
     Stack(const char* service, std::deque<const char*> typed) : answers(std::move(typed))
     {
-        EXPECT(pam_start_confdir(service, "eve", &conversation, folder.c_str(), &handle),
-               PAM_SUCCESS);
+        EXPECT(pam_start_confdir(service, "eve", &conversation, folder.c_str(), &handle), PAM_SUCCESS);
     }
     ~Stack() { pam_end(handle, PAM_SUCCESS); }
 
@@ -105,8 +104,7 @@ void testHost(const char* libgrex)
     write("var/users", eve);
     void* const library = dlopen(libgrex, RTLD_NOW | RTLD_LOCAL);
     const auto groups = reinterpret_cast<bool (*)(const char**)>(dlsym(library, "getGroupList"));
-    const auto context =
-        static_cast<grex::Context**>(dlsym(library, "_ZN4grex7Context9instance_E"));
+    const auto context = static_cast<grex::Context**>(dlsym(library, "_ZN4grex7Context9instance_E"));
     {
         const Stack stack("cli", {"old", "old", "old", "old"});
         EXPECT(pam_authenticate(stack.handle, 0), PAM_SUCCESS); // names the folders

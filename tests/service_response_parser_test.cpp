@@ -9,22 +9,19 @@ using grex::http::Session;
 
 TEST(ServiceResponseParser, ReadsAnswers)
 {
-    const std::string s = sessionXml("d", "2"), open = "OpenSession", info = "GetUserInfo",
-                      ok = "ResultCode=0", broken = "3|unable to parse xml content|",
-                      no = "3|xml error: service result nodes is not found|",
+    const std::string s = sessionXml("d", "2"), open = "OpenSession", info = "GetUserInfo", ok = "ResultCode=0",
+                      broken = "3|unable to parse xml content|", no = "3|xml error: service result nodes is not found|",
                       format = "3|xml error: unknown service result format|",
                       none = "3|xml error: session nodes is not found|",
                       empty = "3|parse session error: param of session is empty|",
-                      half = "3|parse user info error: param of info is empty|",
-                      fail = "1|server authentication fail|";
+                      half = "3|parse user info error: param of info is empty|", fail = "1|server authentication fail|";
     const std::pair<std::string, std::string> cases[] = {
         {"0||", answerTo(open, ok, sessionXml("", "2"))},
         {"0||", answerTo(open, "ResultCode=5 ResultCode=0 ResultDescription=d", s)},
         {empty, answerTo(open, ok, sessionXml("d", ""))},
         {none, answerTo(open, ok)},
         {fail, answerTo(open, "ResultCode=7 ResultDescription=", s)},
-        {"1|server authentication fail: n&o|",
-         answerTo(open, "ResultDescription=n&amp;o ResultCode=-1")},
+        {"1|server authentication fail: n&o|", answerTo(open, "ResultDescription=n&amp;o ResultCode=-1")},
         {format, answerTo(open, "ResultCode=x ResultCode=0", s)},
         {format, answerTo(open, "ResultDescription=d", s)},
         {no, answerTo(open, "", s)},
@@ -44,8 +41,7 @@ TEST(ServiceResponseParser, ReadsAnswers)
         Session read;
         grex::http::UserInfo user;
         const bool isInfo = text.find(info) != std::string::npos;
-        EXPECT_EQ(isInfo ? parser.parseUserInfo(text, user) : parser.parseOpenSession(text, read),
-                  result[0] == '0');
+        EXPECT_EQ(isInfo ? parser.parseUserInfo(text, user) : parser.parseOpenSession(text, read), result[0] == '0');
         IS(result, parser.status(), parser.error());
         IS(result[0] != '0' ? "|0|0|||"
            : isInfo         ? "|7|2|ann|t|"
@@ -61,8 +57,7 @@ TEST(ServiceResponseParser, TellsWhatIsWrong)
     EXPECT_FALSE(parser.parseSession("<x xmlns='u'>" + sessionXml("d", "2") + "</x>", s));
     IS("xml error: session nodes is not found|3|1|", parser.error(), parser.status(),
        parser.parseSession("<x>" + sessionXml("d", "2") + "</x>", s));
-    IS("m|d|ann|Ann|10.0.0.1|2|s|", s.MethodLog, s.UserDomain, s.Login, s.Name, s.IP, s.UserGroup,
-       s.SessionStruct);
+    IS("m|d|ann|Ann|10.0.0.1|2|s|", s.MethodLog, s.UserDomain, s.Login, s.Name, s.IP, s.UserGroup, s.SessionStruct);
     testing::internal::CaptureStderr();
     IS("0|1|0|", parser.parseContent("<a"), parser.parseContent("<a><b/></a>"),
        parser.executeXPathExpr("//[") != nullptr);
@@ -71,8 +66,7 @@ TEST(ServiceResponseParser, TellsWhatIsWrong)
     IS("0|xpath expression is empty|", parser.executeXPathExpr("") != nullptr, parser.error());
     const grex::http::XmlPtr<xmlXPathObject> nodes(parser.executeXPathExpr("//b"));
     EXPECT_TRUE(nodes && nodes->nodesetval->nodeNr == 1 && !parser.parseResult(nodes.get()));
-    outside.catalogue
-        ["grex::http::ServiceResponseParser|unable to register NS with prefix='%s' and href='%s'"] =
+    outside.catalogue["grex::http::ServiceResponseParser|unable to register NS with prefix='%s' and href='%s'"] =
         "%s=%s?";
     IS("0|i=" GREX_SERVICE_NAMESPACE "?|", parser.registerNamespaces(nullptr), parser.error());
     parser.clear();

@@ -12,10 +12,9 @@ static std::string stateOf(const Session& s)
     std::string user = "-", group = "-";
     unsigned gid = 9;
     EXPECT_EQ(s.getUserInfo(user, group, gid), s.isAccess());
-    EXPECT_EQ(ALL(user, group, gid),
-              s.isAccess() ? ALL(s.userName(), s.groupName(), s.gid()) : "-|-|9|");
-    return ALL(s.isAccess(), s.userName(), s.gid(), s.groupName(), s.checkAccess(1),
-               s.checkAccess(2), s.checkAccess(0));
+    EXPECT_EQ(ALL(user, group, gid), s.isAccess() ? ALL(s.userName(), s.groupName(), s.gid()) : "-|-|9|");
+    return ALL(s.isAccess(), s.userName(), s.gid(), s.groupName(), s.checkAccess(1), s.checkAccess(2),
+               s.checkAccess(0));
 }
 
 TEST_F(SessionTest, TheContextIsAModuleOrNone)
@@ -25,8 +24,8 @@ TEST_F(SessionTest, TheContextIsAModuleOrNone)
     const Context& context = Context::get();
     EXPECT_TRUE(&context == Context::instance_ && context.contextName().empty());
     IS("1|0|snmp|", context.setContext("snmp"), context.setContext("SNMP"), context.name);
-    EXPECT_TRUE(Context::create() == &context && context.name.empty() &&
-                context.setContext("none") && logged().empty());
+    EXPECT_TRUE(Context::create() == &context && context.name.empty() && context.setContext("none") &&
+                logged().empty());
     fs::remove(dir + "modacc");
     IS("1||", context.setContext(""), context.name);
 }
@@ -49,8 +48,7 @@ TEST_F(SessionTest, GrantsAndDenies)
     IS("3|1|", session.moduleAccess(), session.moduleAccess("snmp"));
     // A direct denial keeps the grant and the name of before.
     EXPECT_EQ(set("joe", 1), "1|1|ann|1|User|0|0|0|86 context 'http', user 'ann': access denied\n");
-    EXPECT_EQ(set("mo", 4),
-              "1|1|mo|4|Monitor|1|0|0|86 authentication success: context 'http', user 'mo'\n");
+    EXPECT_EQ(set("mo", 4), "1|1|mo|4|Monitor|1|0|0|86 authentication success: context 'http', user 'mo'\n");
     outside.catalogue["grex::Session|context '%s', user '%s': access denied"] = "nein %s,%s";
     EXPECT_EQ(login("joe", "pw-joe"), "0|1|0||1|User|0|0|0|86 nein http,\n");
     EXPECT_EQ(set("ann", 2).substr(0, 6), "1|1|an");
@@ -69,8 +67,7 @@ TEST_F(SessionTest, ReadsTheServiceAndTheFilesAnew)
     Session session;
     unsigned gid = 0;
     const auto service = [] { return ALL(GrexAuth::authURL_, GrexAuth::connectTimeout_); };
-    write("borea.conf",
-          "[cu/params/101]\nNMSServerUrl= http://127.0.0.1:1 \nNMSConnectTimeout=-3\n");
+    write("borea.conf", "[cu/params/101]\nNMSServerUrl= http://127.0.0.1:1 \nNMSConnectTimeout=-3\n");
     IS("1|http://127.0.0.1:1|0||", session.authenticate("ann", "pw-ann", gid), service());
     write("borea.conf", "[cu/params/101]\nNMSConnectTimeout=4\n");
     IS("0||4||", session.validateSession(""), service());

@@ -24,22 +24,22 @@ using Strings = std::vector<std::string>;
 /// What the test executable's own openlog, vsyslog, system, crypt, usleep, gettext,
 /// curl_easy_setopt, cap_set_proc and the like have seen, and what they are to answer.
 struct Outside {
-    std::string log;                         ///< "PRIORITY TEXT" and "\n" for each vsyslog
-    std::string logSetup;                    ///< calls of openlog, closelog and setlogmask
-    bool isTty = false;                      ///< what isatty answers
-    std::string commands;                    ///< of system, which starts nothing, and "\n" each
-    std::function<void()> onCommand = [] {}; ///< what the next one started does
-    std::string hashes;                      ///< methods ("$6$") that crypt was asked for
-    unsigned napped = 0;                     ///< microseconds of usleep, which does not sleep
+    std::string log;                              ///< "PRIORITY TEXT" and "\n" for each vsyslog
+    std::string logSetup;                         ///< calls of openlog, closelog and setlogmask
+    bool isTty = false;                           ///< what isatty answers
+    std::string commands;                         ///< of system, which starts nothing, and "\n" each
+    std::function<void()> onCommand = [] {};      ///< what the next one started does
+    std::string hashes;                           ///< methods ("$6$") that crypt was asked for
+    unsigned napped = 0;                          ///< microseconds of usleep, which does not sleep
     std::map<std::string, std::string> catalogue; ///< what gettext knows
     std::map<int, std::string> options;           ///< of curl_easy_setopt: numbers and short texts
     int refusedOption = 0;                        ///< one that libcurl is not to know
     bool isImpatient = false;                     ///< a transfer has 0.1 s
     bool hasBorrowedRights = false;               ///< getauxval(AT_SECURE)
-    std::string authority; ///< file of the certificates that a transfer trusts
-    unsigned uid = 0;      ///< of getuid and getgid
-    std::string calls;     ///< of libcap, setregid and setreuid, which change nothing
-    std::string failing;   ///< the one of them that is to fail
+    std::string authority;                        ///< file of the certificates that a transfer trusts
+    unsigned uid = 0;                             ///< of getuid and getgid
+    std::string calls;                            ///< of libcap, setregid and setreuid, which change nothing
+    std::string failing;                          ///< the one of them that is to fail
 };
 extern Outside outside;
 

@@ -8,8 +8,7 @@ using grex::http::ServiceResponseParser;
 namespace {
 
 template <class Record>
-void tryAs(const std::string& text,
-           bool (ServiceResponseParser::*parse)(const std::string&, Record&))
+void tryAs(const std::string& text, bool (ServiceResponseParser::*parse)(const std::string&, Record&))
 {
     Record record;
     record.Login = "(untouched)";

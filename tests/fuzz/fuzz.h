@@ -40,8 +40,8 @@ inline std::string fileOf(const std::string& name, const std::string& text)
 {
     static std::time_t time = 1000000000;
     static const std::string folder = "/dev/shm/grex-fuzz." + std::to_string(getpid());
-    static const bool isMade = std::filesystem::create_directory(folder) &&
-                               std::atexit([] { std::filesystem::remove_all(folder); }) == 0;
+    static const bool isMade =
+        std::filesystem::create_directory(folder) && std::atexit([] { std::filesystem::remove_all(folder); }) == 0;
     HOLDS(isMade);
     setlogmask(LOG_MASK(LOG_EMERG));
     const std::string path = folder + "/" + name;
@@ -60,13 +60,13 @@ inline std::string takeLine(std::string& input)
     return line;
 }
 
-#define INPUT(text)                                                                                \
-    void tryInput(std::string text);                                                               \
-    extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size)             \
-    {                                                                                              \
-        tryInput({reinterpret_cast<const char*>(data), size});                                     \
-        return 0;                                                                                  \
-    }                                                                                              \
+#define INPUT(text)                                                                                                    \
+    void tryInput(std::string text);                                                                                   \
+    extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size)                                 \
+    {                                                                                                                  \
+        tryInput({reinterpret_cast<const char*>(data), size});                                                         \
+        return 0;                                                                                                      \
+    }                                                                                                                  \
     void tryInput(std::string text)
 
 #endif

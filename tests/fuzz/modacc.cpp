@@ -19,8 +19,7 @@ INPUT(text)
         access.getModuleAccessTable(gid, table);
         HOLDS(module.empty() || table[module] == level);
         for (unsigned need = 0; need <= 4; ++need)
-            HOLDS(access.checkModuleAccess(gid, module, need) ==
-                  (need != 0 && (level & need) == need));
+            HOLDS(access.checkModuleAccess(gid, module, need) == (need != 0 && (level & need) == need));
         HOLDS(access.parseModuleAccess(gid, text) <= 3);
     }
 }

@@ -20,8 +20,7 @@ void trySplit(const std::string& text, char delimiter)
     HOLDS(sx::sections(text, delimiter, 0, ~0U) + delimiter == joined || fields.empty());
     std::vector<std::string> first;
     const std::string::size_type rest = sx::split(text, first, delimiter, 1);
-    HOLDS(first.empty() ||
-          first[0] + (rest == std::string::npos ? "" : delimiter + text.substr(rest)) == text ||
+    HOLDS(first.empty() || first[0] + (rest == std::string::npos ? "" : delimiter + text.substr(rest)) == text ||
           first[0] + delimiter == text);
 }
 
@@ -43,8 +42,8 @@ void tryVersion(const std::string& text)
     const bool isRead = utils::parseVersion(text, version);
     HOLDS(isRead == (version.major != 0) && (isRead || (version.minor == 0 && version.build == 0)));
     utils::ProfileVersion again{7, 8, 9};
-    const std::string written = sx::sprintf("%u.%u.%u", unsigned{version.major},
-                                            unsigned{version.minor}, unsigned{version.build});
+    const std::string written =
+        sx::sprintf("%u.%u.%u", unsigned{version.major}, unsigned{version.minor}, unsigned{version.build});
     HOLDS(utils::parseVersion(written, again) == isRead && again.minor == version.minor &&
           again.build == version.build);
 }
@@ -62,8 +61,7 @@ INPUT(text)
         HOLDS(!field.empty() && field.find_first_of(set) == std::string::npos);
     const std::string bare = sx::strip(text, set);
     HOLDS(sx::lstrip(sx::rstrip(text, set), set) == bare && sx::strip(bare, set) == bare);
-    HOLDS(sx::lower(sx::upper(text)) == sx::lower(text) &&
-          sx::sprintf("%s", text.c_str()) == text.c_str());
+    HOLDS(sx::lower(sx::upper(text)) == sx::lower(text) && sx::sprintf("%s", text.c_str()) == text.c_str());
     tryNumber<unsigned>(text);
     tryNumber<int>(text);
     tryNumber<std::uint16_t>(text);

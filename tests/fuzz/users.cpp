@@ -54,8 +54,7 @@ void tryChange(const std::string& login, const std::string& group, const std::st
     const GrexDB db;
     const std::string ann = db.findUserLine("ann");
     const std::string was = db.findUserLine(login);
-    const bool isDone = db.changeUsers(
-        GrexDB::userfile_, {{GrexDB::ChangeOp::AddOrUpdate, login, group, "any", hash}});
+    const bool isDone = db.changeUsers(GrexDB::userfile_, {{GrexDB::ChangeOp::AddOrUpdate, login, group, "any", hash}});
     const FileCache file(GrexDB::userfile_.filename);
     if (isDone && !hash.empty())
         HOLDS(db.findUserLine(file, login) == login + ":" + group + ":" + hash);

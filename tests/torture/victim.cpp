@@ -189,8 +189,8 @@ void handle(const std::string& line)
     const auto logSize = static_cast<std::size_t>(std::ftell(logFile));
     std::fflush(logFile);
     std::ostringstream report;
-    report << hex(result) << ' ' << toolStarts << ' ' << allocationsFailed << ' '
-           << hex({logText, logSize}) << ' ' << usage.ru_maxrss << '\n';
+    report << hex(result) << ' ' << toolStarts << ' ' << allocationsFailed << ' ' << hex({logText, logSize}) << ' '
+           << usage.ru_maxrss << '\n';
     std::string text = report.str();
     const struct iovec piece = {text.data(), text.size()};
     if (marks == 0 || writev(STDOUT_FILENO, &piece, 1) < 0) // not write(2), which may be failing
@@ -201,8 +201,7 @@ void handle(const std::string& line)
 
 int main(int, char** argv)
 {
-    curl_global_init_mem(CURL_GLOBAL_ALL, std::malloc, wipeAndFree, std::realloc, strdup,
-                         std::calloc);
+    curl_global_init_mem(CURL_GLOBAL_ALL, std::malloc, wipeAndFree, std::realloc, strdup, std::calloc);
     grex::Settings* const settings = grex::Settings::get();
     settings->setConfigDir(argv[1]);
     settings->setVarConfigDir(argv[1]);
