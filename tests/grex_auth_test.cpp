@@ -4,6 +4,8 @@
 #include "tests/loopback.h"
 #include "tests/support.h"
 
+#include <regex>
+
 using GrexAuthTest = Element;
 
 TEST_F(GrexAuthTest, DecidesByTheUsersFile)
@@ -93,6 +95,53 @@ TEST_F(GrexAuthTest, KeepsWhatTheServiceReports)
     EXPECT_TRUE(auth.locAuthenticate(true, "net", "tag", gid));
     GrexAuth::setAuthService("");
     IS("0|83 net auth is not configured\n|", auth.validateSession(session, user, gid), logged());
+}
+
+TEST_F(GrexAuthTest, UnderstandsTheServicesOfOthers)
+{
+    Loopback server;
+    const std::string url = "http://127.0.0.1:" + server.port, group = "<UserGroup>3<", head = "<?xml version='1.0'",
+                      good = answerTo("OpenSession", "ResultDescription=d ResultCode=0", sessionXml("d", "3"));
+    const auto put = [&](const char* text) { return std::regex_replace(good, std::regex(group), text); };
+    const auto utf16 = [](const std::string& text) {
+        std::string wide = "\xff\xfe";
+        for (const char c : text)
+            wide += {c, '\0'};
+        return wide;
+    };
+    unsigned gid = 0;
+    const std::function<void(httplib::Response&)> plain = [](auto&) {};
+    const auto expect = [&](bool isUnderstood, const std::string& body, const std::string& path = "",
+                            const std::function<void(httplib::Response&)>& shape = nullptr) {
+        write("cache.db", "");
+        server.body = body;
+        server.shape = shape ? shape : plain;
+        IS(ALL(isUnderstood), GrexAuth(url + path).authenticate("new", "pw", gid)) << body;
+    };
+    for (const char* text :
+         {"<UserGroup><![CDATA[3]]><", "<!-- 2 -->\n <UserGroup>3<!-- 4 --><", "<UserGroup a='b'>&#51;<"})
+        expect(true, put(text));
+    expect(true, head + " encoding='ISO-8859-5'?>\n" + std::regex_replace(good, std::regex("Ann"), "\xb0"));
+    expect(true, utf16(head + " encoding='UTF-16'?>" + good));
+    expect(true, std::regex_replace(std::regex_replace(good, std::regex("(</?)([A-Z])"), "$1p:$2"),
+                                    std::regex(" xmlns="), " xmlns:p="));
+    server.redirect();
+    expect(true, good, "/x?/there"); // 307 keeps the POST
+    EXPECT_EQ(server.requests.back().method, "POST");
+    expect(true, good, "", [](auto& response) { response.status = 500; });
+    expect(true, "", "", [&](auto& response) {
+        response.set_chunked_content_provider("text/xml", [&](std::size_t, httplib::DataSink& sink) {
+            return sink.write(good.data(), good.size()) && (sink.done(), true);
+        });
+    });
+    outside.isImpatient = true; // one byte at a time is no progress
+    expect(false, "", "", [](auto& response) {
+        response.set_content_provider(1000, "text/xml", [](std::size_t, std::size_t, httplib::DataSink& sink) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+            return sink.write("<", 1);
+        });
+    });
+    EXPECT_EQ(logged().substr(0, 39), "83 net auth failed: Operation timed out");
 }
 
 TEST_F(GrexAuthTest, FallsBackToTheCacheWhereACertificateIsNoGood)

@@ -17,6 +17,7 @@ public:
             requests.push_back(request);
             std::this_thread::sleep_for(std::chrono::milliseconds(delay));
             response.body = body;
+            shape(response);
         };
         this->Get(".*", answer).Post(".*", answer).set_keep_alive_max_count(1);
         port = std::to_string(this->bind_to_any_port("127.0.0.1"));
@@ -49,6 +50,7 @@ public:
 
     std::string port, body;
     unsigned delay = 0; ///< milliseconds
+    std::function<void(httplib::Response&)> shape = [](httplib::Response&) {};
     std::vector<httplib::Request> requests;
 
 private:
