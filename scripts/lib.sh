@@ -13,7 +13,7 @@ packages_for() {
     fuzz) echo clang-14 libclang-rt-14-dev llvm-14 ;;
     bench) echo libbenchmark-dev libcdb-dev libpam-pwdfile libnss-wrapper libuser1-dev libssl-dev \
         python3 ;;
-    package) echo build-essential debhelper lintian dpkg-dev debootstrap xz-utils ;;
+    package) echo build-essential doxygen debhelper lintian dpkg-dev debootstrap xz-utils ;;
     *) echo "no packages are known for '$1'" >&2; return 1 ;;
     esac
 }
