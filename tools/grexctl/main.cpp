@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <filesystem>
 #include <libintl.h>
 #include <new>
 #include <sys/random.h>
@@ -32,6 +33,17 @@ void seedRandom()
     if (getrandom(state + 1, size, 0) != static_cast<ssize_t>(size))
         throw std::runtime_error("the system gives no random numbers: " +
                                  std::string(std::strerror(errno)));
+}
+
+// Of the library's messages, relative to the program: an installed tree can be moved.
+void findTranslations()
+{
+    std::setlocale(LC_ALL, "");
+    textdomain("grex");
+    std::error_code unknown;
+    const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", unknown);
+    if (!unknown)
+        bindtextdomain("grex", (program.parent_path() / GREXCTL_LOCALE_FOLDER).c_str());
 }
 
 void setUpLog(bool isVerbose)
@@ -107,8 +119,7 @@ int print(const Output& output, const Answer& answer, bool isJson)
 int runAndPrint(int argc, char** argv)
 {
     seedRandom();
-    std::setlocale(LC_ALL, "");
-    textdomain("grex");
+    findTranslations();
     // A handler, not SIG_IGN, which the synchronisation tool would inherit.
     std::signal(SIGPIPE, [](int) {});
     const Output output;
