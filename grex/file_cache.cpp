@@ -39,6 +39,12 @@ bool isRecordOf(const std::string& line, std::string_view login)
            std::string_view(line).substr(0, login.size()) == login && FileCache::isRecord(line);
 }
 
+void logReadFailure(const std::string& path)
+{
+    syslogErr(translate("FileCache|", "can't read file: '%s': '%s'"), path.c_str(),
+              utils::errString().c_str());
+}
+
 // Strips a line; false when it says nothing. Most lines are clean already, which their ends tell:
 // what sx::strip() takes away are control characters and the blank.
 bool stripLine(std::string& line)
@@ -79,8 +85,7 @@ bool FileCache::update() const
         const int result = utils::readNewerFile(filename, time, lines, stripLine);
         if (result == -1) {
             if (!grex::isUnitTests)
-                syslogErr(translate("FileCache|", "can't read file: '%s': '%s'"), filename.c_str(),
-                          utils::errString().c_str());
+                logReadFailure(filename);
             return false;
         }
         if (result == 1) {
@@ -88,6 +93,24 @@ bool FileCache::update() const
             modifTime = time;
         }
         return true;
+    });
+}
+
+bool FileCache::readRecords(const std::string& path,
+                            const std::set<std::string, std::less<>>& logins)
+{
+    return sx::noThrow(false, [&] {
+        const auto isWanted = [&](std::string& line) {
+            return stripLine(line) && isRecord(line) &&
+                   logins.find(std::string_view(line).substr(0, line.find(grex::colon))) !=
+                       logins.end();
+        };
+        long long time = 0;
+        index_ = {};
+        if (utils::readNewerFile(path, time, lines, isWanted) != -1)
+            return true;
+        logReadFailure(path);
+        return false;
     });
 }
 

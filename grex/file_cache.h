@@ -7,6 +7,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -35,6 +37,10 @@ public:
     /// be read; the lines held before stay then, and whoever asks for a user must not answer from
     /// them.
     bool update() const;
+
+    /// Holds the records of some logins of the file at `path` and nothing else, bound to no file as
+    /// before; answers as update(). Costs the reading of a large file, and not its lines in memory.
+    bool readRecords(const std::string& path, const std::set<std::string, std::less<>>& logins);
 
     /// Strips the held lines and drops those that say nothing.
     void stripContent() const;

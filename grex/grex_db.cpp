@@ -177,11 +177,14 @@ private:
 
 using PendingChanges = std::vector<PendingChange>;
 
-bool namesLoginsOnce(const std::vector<Change>& changes)
+using Logins = std::set<std::string, std::less<>>;
+
+Logins loginsOf(const std::vector<Change>& changes)
 {
-    std::set<std::string> logins;
-    return std::all_of(changes.begin(), changes.end(),
-                       [&](const Change& change) { return logins.insert(change.login).second; });
+    Logins logins;
+    for (const Change& change : changes)
+        logins.insert(change.login);
+    return logins;
 }
 
 bool prepareAll(PendingChanges& changes, const FileCache& file)
@@ -222,13 +225,13 @@ void removeFromHeldLines(FileCache& file, const std::vector<Change>& changes)
     }
 }
 
-// Reads the file for a look that tells what is refused anyway. What is held may be ahead of the
-// file, after a write or a lock that failed, and stays as it is: somebody whose record was to be
-// removed must not come back by it. False for a file that is there but cannot be read: a rewrite
+// Reads what a first look needs, which tells what is refused anyway. What is held may be ahead of
+// the file, after a write or a lock that failed, and stays as it is: somebody whose record was to
+// be removed must not come back by it. False for a file that is there but cannot be read: a rewrite
 // would lose it.
-bool lookAt(const std::string& filename, FileCache& look)
+bool lookAt(const std::string& filename, const Logins& logins, FileCache& look)
 {
-    return look.setFilename(filename) || holdsNoFile(filename);
+    return look.readRecords(filename, logins) || holdsNoFile(filename);
 }
 
 // What a change starts from, whatever the file's time; what the first look has logged of a missing
@@ -432,8 +435,9 @@ bool GrexDB::changeUsers(FileCache& file, const std::vector<Change>& changes) co
     return sx::noThrow(false, [&] {
         PendingChanges pending(changes.begin(), changes.end());
         {
+            const Logins logins = loginsOf(changes);
             FileCache look;
-            if (!namesLoginsOnce(changes) || !lookAt(file.filename, look))
+            if (logins.size() != changes.size() || !lookAt(file.filename, logins, look))
                 return false;
             if (!changesAnything(changes, look))
                 return true;

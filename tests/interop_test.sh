@@ -105,7 +105,7 @@ expect "a page for another" 1 $'Status: 403 Forbidden\r\n\r' "$built/session_hoo
 expect "the groups in C" 0 "$([[ ! -e /opt/borea/etc && ! -e /var/opt/borea/etc ]] || "$built/group_list")" "$built/group_list"
 if ((EUID == 0)); then
     expect "a daemon" 0 "running as user 1234 of group 1234, without capabilities" "$built/drop_identity" 1234 1234
-    expect "a daemon without rights" 1 "" setpriv --reuid=1 --clear-groups "$built/drop_identity" 1234 1234
+    expect "a daemon without rights" 1 "" setpriv --bounding-set=-setuid,-setgid "$built/drop_identity" 1234 1234
 fi
 stop gsoap_server || true
 expect "a login without the service" 0 "$granted" json login zoe "zoe's tag"

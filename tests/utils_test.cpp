@@ -52,7 +52,7 @@ TEST_F(UtilsTest, SavesInOneStepOrLeavesNothing)
     });
     setTime("f", future); // a saved file is later than the one it replaces
     IS(ALL(1, "b\0y"_s), saveFile(path, "b\0y", 3, &told, true), read("f"));
-    IS(ALL(1000 * future + 1000, future + 1), told, fileModifTime(path, false));
+    IS(ALL(1000LL * future + 1000, future + 1), told, fileModifTime(path, false));
     IS(ALL(0, 0644), stat(path.c_str(), &status), std::to_string(status.st_mode & 07777U));
     std::string name;
     const int fd = openTempFile(path, name);

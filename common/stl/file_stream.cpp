@@ -22,9 +22,9 @@ std::string closeOnExec(const char* mode)
 // Appends the lines of a file that comes in pieces.
 class LineReader {
 public:
-    using Keep = bool (*)(std::string&);
+    using Keep = std::function<bool(std::string&)>;
 
-    LineReader(std::deque<std::string>& lines, Keep keep) : lines_(lines), keep_(keep) {}
+    LineReader(std::deque<std::string>& lines, const Keep& keep) : lines_(lines), keep_(keep) {}
 
     void add(std::string_view piece)
     {
@@ -56,7 +56,7 @@ private:
     }
 
     std::deque<std::string>& lines_;
-    Keep keep_;
+    const Keep& keep_;
     bool isOpen_ = false; // whether the last line goes on in the next piece
 };
 
@@ -243,7 +243,8 @@ bool FileStream::readAll(std::string& text, bool normalise)
     return read == Read::End;
 }
 
-bool FileStream::readLines(std::deque<std::string>& lines, bool (*keep)(std::string&))
+bool FileStream::readLines(std::deque<std::string>& lines,
+                           const std::function<bool(std::string&)>& keep)
 {
     if (!usable())
         return false;

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -71,7 +72,7 @@ public:
     /// Appends the rest of the file line by line, as getline() with `strip` would give them, and
     /// faster. `keep` may change a line, and drops it by answering false. Error: "file read error",
     /// with the lines before it appended.
-    bool readLines(std::deque<std::string>& lines, bool (*keep)(std::string&));
+    bool readLines(std::deque<std::string>& lines, const std::function<bool(std::string&)>& keep);
     /// Appends the rest of the file as bytes. Error: "file error: fread()".
     bool readAll(std::vector<unsigned char>& bytes);
 

@@ -231,7 +231,7 @@ int readFile(const std::string& path, long t, std::deque<std::string>& lines)
 }
 
 int readNewerFile(const std::string& path, long long& t, std::deque<std::string>& lines,
-                  bool (*keep)(std::string&))
+                  const std::function<bool(std::string&)>& keep)
 {
     std::deque<std::string> fresh;
     const int result =

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -48,7 +49,7 @@ GREX_API int readFile(const std::string& path, long t, std::deque<std::string>& 
 /// when reading began. Asked for afterwards, the time could be that of a newer file, whose lines
 /// would never be read. `keep` may change a line, and drops it by answering false.
 GREX_API int readNewerFile(const std::string& path, long long& t, std::deque<std::string>& lines,
-                           bool (*keep)(std::string&));
+                           const std::function<bool(std::string&)>& keep);
 
 /// Makes `path`.XXXXXX with mkstemp(3), mode 0600, close-on-exec. The descriptor is the caller's;
 /// -1 when failed. `tmpName` is set in both cases.
