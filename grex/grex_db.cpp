@@ -235,15 +235,13 @@ bool lookAt(const std::string& filename, const Logins& logins, FileCache& look)
 }
 
 // What a change starts from, whatever the file's time; what the first look has logged of a missing
-// file is not logged again.
+// file is not logged again. The held lines go first, as large files are not held twice: of a file
+// that cannot be read they count for nothing.
 bool refreshUnderLock(const FileCache& file)
 {
+    file.lines.clear();
     file.modifTime = 0;
-    if (holdsNoFile(file.filename)) {
-        file.lines.clear();
-        return true;
-    }
-    return file.update();
+    return holdsNoFile(file.filename) || file.update();
 }
 
 bool saveOrLog(const std::string& name, const std::string& content)
