@@ -4,8 +4,6 @@
 #include "tests/loopback.h"
 #include "tests/support.h"
 
-#include <regex>
-
 using GrexAuthTest = Element;
 
 TEST_F(GrexAuthTest, DecidesByTheUsersFile)
@@ -97,18 +95,19 @@ TEST_F(GrexAuthTest, KeepsWhatTheServiceReports)
     IS("0|83 net auth is not configured\n|", auth.validateSession(session, user, gid), logged());
 }
 
+static std::string replaced(std::string text, const std::string& from, const std::string& to)
+{
+    for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size())
+        text.replace(at, from.size(), to);
+    return text;
+}
+
 TEST_F(GrexAuthTest, UnderstandsTheServicesOfOthers)
 {
     Loopback server;
     const std::string url = "http://127.0.0.1:" + server.port, group = "<UserGroup>3<", head = "<?xml version='1.0'",
                       good = answerTo("OpenSession", "ResultDescription=d ResultCode=0", sessionXml("d", "3"));
-    const auto put = [&](const char* text) { return std::regex_replace(good, std::regex(group), text); };
-    const auto utf16 = [](const std::string& text) {
-        std::string wide = "\xff\xfe";
-        for (const char c : text)
-            wide += {c, '\0'};
-        return wide;
-    };
+    const auto put = [&](const char* text) { return replaced(good, group, text); };
     unsigned gid = 0;
     const std::function<void(httplib::Response&)> plain = [](auto&) {};
     const auto expect = [&](bool isUnderstood, const std::string& body, const std::string& path = "",
@@ -121,10 +120,9 @@ TEST_F(GrexAuthTest, UnderstandsTheServicesOfOthers)
     for (const char* text :
          {"<UserGroup><![CDATA[3]]><", "<!-- 2 -->\n <UserGroup>3<!-- 4 --><", "<UserGroup a='b'>&#51;<"})
         expect(true, put(text));
-    expect(true, head + " encoding='ISO-8859-5'?>\n" + std::regex_replace(good, std::regex("Ann"), "\xb0"));
-    expect(true, utf16(head + " encoding='UTF-16'?>" + good));
-    expect(true, std::regex_replace(std::regex_replace(good, std::regex("(</?)([A-Z])"), "$1p:$2"),
-                                    std::regex(" xmlns="), " xmlns:p="));
+    expect(true, head + " encoding='ISO-8859-5'?>\n" + replaced(good, "Ann", "\xb0"));
+    const std::string bare = good.substr(good.find("<Open"), good.find("</e:") - good.find("<Open"));
+    expect(true, replaced(replaced(replaced(bare, "<", "<p:"), "<p:/", "</p:"), " xmlns=", " xmlns:p="));
     server.redirect();
     expect(true, good, "/x?/there"); // 307 keeps the POST
     EXPECT_EQ(server.requests.back().method, "POST");
