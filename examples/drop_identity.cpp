@@ -7,8 +7,10 @@
 #include <grex/grex_caps.h>
 
 #include <cerrno>
+#include <fstream>
 #include <grp.h>
 #include <iostream>
+#include <string>
 #include <unistd.h>
 
 int main(int argc, char** argv)
@@ -25,6 +27,11 @@ int main(int argc, char** argv)
         handleError("setgroups()", errno);
     GrexCaps().setProcessUids(uid, gid); // a failure ends the process
     std::cout << "running as user " << getuid() << " of group " << getgid()
-              << ", without capabilities\n";
+              << ", with the capabilities\n";
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);)
+        for (const char* set : {"CapInh", "CapPrm", "CapEff"})
+            if (line.rfind(set, 0) == 0)
+                std::cout << line << '\n';
     return 0;
 }

@@ -15,9 +15,8 @@ namespace grex::__private__ {
 ///
 /// A record of the first two is a line "login:gid:hash" that holds exactly two ":": the login,
 /// compared byte for byte; the group's number in decimal; a hash of crypt(5). Of equal logins the
-/// first record counts; a text with a
-/// ":" is no login. Beside each file stands its signature, FILE.sig, its MD5 in 32 hexadecimal
-/// digits.
+/// first record counts; a text with a ":" is no login. Beside each file stands its signature,
+/// FILE.sig, its MD5 in 32 hexadecimal digits.
 ///
 /// The files' lines are held by the process, not by the object: make one where it is needed. A
 /// lookup reads a changed file anew, and finds nobody in a file that cannot be read. Nothing is
@@ -29,8 +28,7 @@ public:
             Remove,         ///< the record of the login, if there is one
             Add,            ///< a new record; fails if there is one
             ChangePassword, ///< of a record that there is
-            AddOrUpdate, ///< group and password of a record, or a new one; an empty password keeps
-                         ///< a hash
+            AddOrUpdate,    ///< a record, new or not; an empty password keeps its hash
         };
     };
 
@@ -38,10 +36,9 @@ public:
     struct Change {
         ChangeOp::Op op = ChangeOp::Remove;
         std::string login;
-        std::string group;    ///< the group's number in decimal, 1 to 4
-        std::string password; ///< as typed
-        std::string hash =
-            {}; ///< a hash of crypt(5) that is stored as it is, the password being ignored
+        std::string group;     ///< the group's number in decimal, 1 to 4
+        std::string password;  ///< as typed
+        std::string hash = {}; ///< of crypt(5), stored as it is in place of the password's
     };
 
     /// Binds the caches to the paths of the Settings; a cache file that is missing is made, empty,
@@ -87,8 +84,8 @@ public:
     /// lines alone, so that this process admits nobody by it.
     ///
     /// Add and AddOrUpdate refuse a login that the file could not give back: with ":", a line feed
-    /// or a NUL, with
-    /// '#' as its first character, or with white space (sx::defaultDelimeter) at an end.
+    /// or a NUL, with '#' as its first character, or with white space (sx::defaultDelimeter) at an
+    /// end.
     bool changeUser(ChangeOp::Op op, FileCache& file, const std::string& login,
                     const std::string& group, const std::string& password) const;
     /// Makes several changes as one, all or none, with one write, one signature and one run of the

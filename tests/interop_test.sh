@@ -79,7 +79,7 @@ expect "a page for a session" 0 $'Status: 200 OK\r\nX-Group: SuperUser\r\nX-Leve
 expect "a page for another" 1 $'Status: 403 Forbidden\r\n\r' "$built/session_hook" http "$work" <<<"${session/zoe-1/zoe-2}"
 expect "the groups in C" 0 "$([[ ! -e /opt/borea/etc && ! -e /var/opt/borea/etc ]] || "$built/group_list")" "$built/group_list"
 if ((EUID == 0)); then
-    expect "a daemon" 0 "running as user 1234 of group 1234, without capabilities" "$built/drop_identity" 1234 1234
+    expect "a daemon" 0 "running as user 1234 of group 1234, with the capabilities"$'\nCapInh:\t0000000000000000\nCapPrm:\t0000000000000000\nCapEff:\t0000000000000000' "$built/drop_identity" 1234 1234
     expect "a daemon without rights" 1 "" setpriv --bounding-set=-setuid,-setgid "$built/drop_identity" 1234 1234
 fi
 kill "${pids[gsoap_server]}"

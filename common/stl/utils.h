@@ -56,10 +56,10 @@ GREX_API int readNewerFile(const std::string& path, long long& t, std::deque<std
 GREX_API int openTempFile(const std::string& path, std::string& tmpName);
 /// Replace `path` in one step by a file of mode 0644 that is on the disk before it appears: written
 /// beside it, synchronised, renamed, and the folder synchronised. Nothing of the temporary file is
-/// left after a failure
-/// ("save file fail: PATH: REASON"). The time of the new file is, in whole seconds, later than that
-/// of the file it replaces, so that readers who compare seconds see every change; `mtime`, if not
-/// null, receives it. The text form ends the text with a "\n" where it has none, also an empty one.
+/// left after a failure ("save file fail: PATH: REASON"). The time of the new file is, in whole
+/// seconds, later than that of the file it replaces, so that readers who compare seconds see every
+/// change; `mtime`, if not null, receives it. The text form ends the text with a "\n" where it has
+/// none, also an empty one.
 GREX_API int saveFile(const std::string& path, const void* data, unsigned size, long long* mtime,
                       bool ms);
 GREX_API int saveFile(const std::string& path, const std::string& text, long long* mtime, bool ms);

@@ -55,7 +55,14 @@ template <class... Values> std::string filled(const std::string& request, const 
 
 } // namespace
 
-HttpService::HttpService(const std::string& url, unsigned timeout) : timeout_(timeout), url_(url) {}
+HttpService::HttpService(const std::string& url, unsigned timeout) : timeout_(timeout)
+{
+    // Where memory is out there is no address, and every request fails.
+    sx::noThrow(false, [&] {
+        url_ = url;
+        return true;
+    });
+}
 
 unsigned HttpService::send(const std::string& body, const Http::Headers& headers,
                            std::string& response)

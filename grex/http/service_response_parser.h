@@ -28,9 +28,9 @@ static_assert(sizeof(XmlPtr<xmlDoc>) == sizeof(void*), "a handle and nothing els
 
 /// Reads the service's answers (SOAP 1.1) and session texts into records. Make one for each text.
 /// Operations answer true, or false with a status (1 refused by the service, 3 not understood) and
-/// a translated text; records are as they were then. A text of more than 1 MiB or with a document
-/// type declaration, which SOAP forbids, is broken. Nothing outside the text is loaded, nothing
-/// goes to standard error, nothing is thrown.
+/// a translated text; records are as they were then. A text of more than 1 MiB, with a document
+/// type declaration, which SOAP forbids, or with a tag of more than 4,096 attributes is broken.
+/// Nothing outside the text is loaded, nothing goes to standard error, nothing is thrown.
 class GREX_API ServiceResponseParser {
 public:
     ServiceResponseParser();
