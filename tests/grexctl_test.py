@@ -125,8 +125,7 @@ class Answers(Element):
                               "http    1     3      3          1\nsnmp    0     1      3          0\n"),
                 (["access", "--group", "su", "snmp", "x"],
                  "group 3 SuperUser\n\nMODULE  LEVEL\nsnmp    3\nx       0  (not in modacc)\n"),
-                (["users", "list"], "LOGIN         GROUP\na\\x1b[1m\\xff  2 Admin\n"),
-                (["--version"], "grexctl 1.0.0\nlibgrex 1.0.0\nJSON schema 1\n")):
+                (["users", "list"], "LOGIN         GROUP\na\\x1b[1m\\xff  2 Admin\n")):
             self.expect(args, 0, stdout)
 
     def test_rights_and_lists(self):

@@ -39,9 +39,7 @@ zeep() { /usr/bin/python3 "$examples/zeep_client.py" "$url" "$1" <<<"$2"; }
 expect "a zeep client" 0 'session of Ann <& Co> from 127.0.0.1, group 2
 user 101 anné, group 2, tag ]]>
 a session that it did not open: code 2' zeep anné 'a<b&c'
-for wrong in 'a<b&ca<b&c' ''; do
-    expect "a refused zeep client" 1 'refused, code 1: wrong login or password' zeep anné "$wrong"
-done
+expect "a refused zeep client" 1 'refused, code 1: wrong login or password' zeep anné 'a<b&ca<b&c'
 expect "a hostile login" 1 'refused, code 1: wrong login or password' zeep $'no\none' 'a<b&c'
 # What no generated client sends.
 expect "a request that is none" 0 "not well-formed" bash -c "curl -sS -H Content-Type:text/xml '$url' --data-binary '<e:Envelope' | grep -o 'not well-formed'"
@@ -85,5 +83,4 @@ fi
 kill "${pids[gsoap_server]}"
 wait "${pids[gsoap_server]}" || true
 expect "a login without the service" 0 "$granted" json login zoe "zoe's tag"
-expect "a wrong password without the service" 1 '{"granted":false}' json login zoe "zoe's secret"
 echo "interop: passed"
