@@ -66,14 +66,17 @@ bool isOverloaded(const xmlParserCtxt& parser)
            std::count(tag, end, '=') > maxAttributes;
 }
 
+// Feeds the whole text, or up to where it is broken. What libxml2 answers counts warnings, too.
 bool feed(xmlParserCtxt& parser, const std::string& xml)
 {
-    for (std::size_t at = 0; at < xml.size(); at += pieceSize) {
+    for (std::size_t at = 0; at < xml.size() && parser.wellFormed != 0; at += pieceSize) {
         const auto length = static_cast<int>(std::min(pieceSize, xml.size() - at));
-        if (xmlParseChunk(&parser, xml.data() + at, length, 0) != 0 || isOverloaded(parser))
+        xmlParseChunk(&parser, xml.data() + at, length, 0);
+        if (isOverloaded(parser))
             return false;
     }
-    return xmlParseChunk(&parser, nullptr, 0, 1) == 0;
+    xmlParseChunk(&parser, nullptr, 0, 1);
+    return parser.wellFormed != 0;
 }
 
 // Null for a text that is not well-formed.
@@ -84,9 +87,9 @@ XmlPtr<xmlDoc> parse(const std::string& xml)
     if (!parser)
         return nullptr;
     xmlCtxtUseOptions(parser.get(), XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING);
-    const bool isFed = feed(*parser, xml);
+    const bool isSound = feed(*parser, xml);
     XmlPtr<xmlDoc> doc(std::exchange(parser->myDoc, nullptr));
-    return isFed && parser->wellFormed != 0 ? std::move(doc) : nullptr;
+    return isSound ? std::move(doc) : nullptr;
 }
 
 bool hasNodes(const xmlXPathObject* nodes)
