@@ -105,12 +105,15 @@ bool FileCache::readRecords(const std::string& path,
                    logins.find(std::string_view(line).substr(0, line.find(grex::colon))) !=
                        logins.end();
         };
-        long long time = 0;
+        modifTime = 0;
         index_ = {};
-        if (utils::readNewerFile(path, time, lines, isWanted) != -1)
-            return true;
-        logReadFailure(path);
-        return false;
+        lines.clear();
+        long long time = 0;
+        const bool isRead = utils::readNewerFile(path, time, lines, isWanted) != -1;
+        if (!isRead)
+            logReadFailure(path);
+        filename.clear(); // last, as it may be `path`
+        return isRead;
     });
 }
 

@@ -38,8 +38,9 @@ public:
     /// them.
     bool update() const;
 
-    /// Holds the records of some logins of the file at `path` and nothing else, bound to no file as
-    /// before; answers as update(). Costs the reading of a large file, and not its lines in memory.
+    /// Unbinds the cache and makes it hold the records of some logins of the file at `path`, and
+    /// nothing else; answers as update(). Costs the reading of a large file, and not its lines in
+    /// memory.
     bool readRecords(const std::string& path, const std::set<std::string, std::less<>>& logins);
 
     /// Strips the held lines and drops those that say nothing.

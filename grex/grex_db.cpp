@@ -225,15 +225,6 @@ void removeFromHeldLines(FileCache& file, const std::vector<Change>& changes)
     }
 }
 
-// Reads what a first look needs, which tells what is refused anyway. What is held may be ahead of
-// the file, after a write or a lock that failed, and stays as it is: somebody whose record was to
-// be removed must not come back by it. False for a file that is there but cannot be read: a rewrite
-// would lose it.
-bool lookAt(const std::string& filename, const Logins& logins, FileCache& look)
-{
-    return look.readRecords(filename, logins) || holdsNoFile(filename);
-}
-
 // What a change starts from, whatever the file's time; what the first look has logged of a missing
 // file is not logged again. The held lines go first, as large files are not held twice: of a file
 // that cannot be read they count for nothing.
@@ -267,6 +258,23 @@ bool publish(const GrexDB& db, const FileCache& file)
 }
 
 enum class Outcome { Failed, Unchanged, Changed };
+
+// What a first look tells of the changes, and what it prepares for them. What is held may be ahead
+// of the file, after a write or a lock that failed, and stays as it is: somebody whose record was
+// to be removed must not come back by it. Failed for a file that is there but cannot be read: a
+// rewrite would lose it.
+Outcome lookAt(const std::string& filename, const std::vector<Change>& changes,
+               PendingChanges& pending)
+{
+    const Logins logins = loginsOf(changes);
+    FileCache look;
+    if (logins.size() != changes.size() ||
+        !(look.readRecords(filename, logins) || holdsNoFile(filename)))
+        return Outcome::Failed;
+    if (!changesAnything(changes, look))
+        return Outcome::Unchanged;
+    return prepareAll(pending, look) ? Outcome::Changed : Outcome::Failed;
+}
 
 // From a look at the file that nobody else is changing to its signature.
 Outcome changeLocked(const GrexDB& db, FileCache& file, const std::vector<Change>& changes,
@@ -432,17 +440,9 @@ bool GrexDB::changeUsers(FileCache& file, const std::vector<Change>& changes) co
 {
     return sx::noThrow(false, [&] {
         PendingChanges pending(changes.begin(), changes.end());
-        {
-            const Logins logins = loginsOf(changes);
-            FileCache look;
-            if (logins.size() != changes.size() || !lookAt(file.filename, logins, look))
-                return false;
-            if (!changesAnything(changes, look))
-                return true;
-            if (!prepareAll(pending, look))
-                return false;
-        }
-        const Outcome outcome = changeLocked(*this, file, changes, pending);
+        Outcome outcome = lookAt(file.filename, changes, pending);
+        if (outcome == Outcome::Changed)
+            outcome = changeLocked(*this, file, changes, pending);
         // The lock is free again: the tool may use the library.
         if (outcome == Outcome::Changed)
             syncFiles();

@@ -52,7 +52,8 @@ std::vector<std::pair<std::string, std::string>> elementsOf(const xmlXPathObject
 }
 
 // libxml2 compares each attribute of an element with all others, which for those that fit into one
-// text would take minutes. A tag is therefore looked at when more than this of it has come in.
+// text would take up to a minute. A tag is therefore looked at when more than this of it has come
+// in.
 constexpr std::ptrdiff_t longTag = 1 << 16; // bytes
 constexpr std::ptrdiff_t maxAttributes = 4096;
 constexpr std::size_t pieceSize = 4096; // bytes
